@@ -1,0 +1,95 @@
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "HttpLoad.h"
+#include "RunningUnit.h"
+#include "cbus/cbus.h"
+#include "comparison.h"
+#include "config_client/config_client_api.h"
+#include "floors.h"
+#include "pinned.h"
+
+namespace {
+
+constexpr double kSecondsPerRound = 1.0;
+constexpr int kConnections = 8;
+constexpr int kRoundTrips = 20000;
+// What a read of this key and its reply take on the wire, roughly: header, name, read parameters or value.
+constexpr size_t kBusMessageBytes = 64;
+constexpr const char* kBusKey = "cfg.sysconf.serial_number";
+
+void start_pinned(RunningUnit& unit) {
+    unit.writeConfiguration(R"({"hab.path": "", "hab.log.level": 5, "hab.http.port": )" +
+                            std::to_string(unit.port()) + "}");
+    unit.start();
+    pin_process(unit.bus().pid(), kServingCpu);
+    pin_process(unit.database().pid(), kAskingCpu);
+    pin_process(unit.daemon().pid(), kServingCpu);
+}
+
+void await_server(int port) {
+    while (!HttpClient(port).connected()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+void compare_http(const RunningUnit& unit) {
+    const HttpResponse info = HttpClient(unit.port()).request("GET", "/system/info");
+    const int floor_port = free_port();
+    const pid_t floor = floor_http_start(floor_port, info.body.c_str());
+    await_server(floor_port);
+    HttpLoad load(unit.port(), "/system/info", kConnections);
+    HttpLoad floor_load(floor_port, "/system/info", kConnections);
+    comparison_print({"GET /system/info, keep-alive", "requests/s", "at least 0.70",
+                      [&] { return load.run(kSecondsPerRound); },
+                      [&] { return floor_load.run(kSecondsPerRound); }});
+    kill(floor, SIGKILL);
+    waitpid(floor, nullptr, 0);
+}
+
+template <class Call>
+double microseconds_per_call(Call call) {
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < kRoundTrips; ++i) {
+        call();
+    }
+    const std::chrono::duration<double, std::micro> elapsed = std::chrono::steady_clock::now() - start;
+    return elapsed.count() / kRoundTrips;
+}
+
+void read_one_key() {
+    char value[128];
+    if (config_read_string(kBusKey, value, sizeof value) != 0) {
+        std::fprintf(stderr, "bench: %s cannot be read\n", kBusKey);
+        std::exit(1);
+    }
+}
+
+void compare_bus(const RunningUnit& unit) {
+    setenv("CBUS_ADDR", unit.busAddress().c_str(), 1);
+    _cbus_conn_t* connection = cbus_conn_create(nullptr, "bench");
+    config_init_cbus(connection, nullptr);
+    RawRelay relay;
+    comparison_print({"configuration read, cbusd and configd", "us/read", "at most 1.50",
+                      [] { return microseconds_per_call(read_one_key); },
+                      [&] { return microseconds_per_call([&] { relay.roundTrip(kBusMessageBytes); }); }});
+    cbus_conn_destroy(connection);
+}
+
+}  // namespace
+
+int main() {
+    RunningUnit unit;
+    start_pinned(unit);
+    pin_process(0, kAskingCpu);
+    compare_http(unit);
+    compare_bus(unit);
+    return 0;
+}

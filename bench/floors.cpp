@@ -1,0 +1,103 @@
+#include "floors.h"
+
+#include <event2/http.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "pinned.h"
+#include "src/base/owners.h"
+
+namespace {
+
+constexpr size_t kMessageBytes = 4096;
+
+// The child ends with the bench, however that ends.
+pid_t fork_pinned(int cpu) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        pin_process(0, cpu);
+    }
+    return pid;
+}
+
+void answer_with_json(evhttp_request* request, void* json) {
+    const BufferPtr body(evbuffer_new());
+    const JsonText text(cJSON_Print(static_cast<cJSON*>(json)));
+    evbuffer_add_printf(body.get(), "%s", text.get());
+    evhttp_add_header(evhttp_request_get_output_headers(request), "Content-Type", "application/json");
+    evhttp_send_reply(request, 200, "OK", body.get());
+}
+
+[[noreturn]] void serve_http(int port, const char* json) {
+    const EventBasePtr base(event_base_new());
+    const COwned<evhttp, evhttp_free> http(evhttp_new(base.get()));
+    const JsonPtr object(cJSON_Parse(json));
+    evhttp_set_gencb(http.get(), answer_with_json, object.get());
+    if (evhttp_bind_socket(http.get(), "127.0.0.1", static_cast<ev_uint16_t>(port)) != 0) {
+        _exit(1);
+    }
+    event_base_dispatch(base.get());
+    _exit(0);
+}
+
+void pass_on(int from, int to) {
+    char message[kMessageBytes];
+    const ssize_t n = read(from, message, sizeof message);
+    if (n <= 0 || write(to, message, static_cast<size_t>(n)) != n) {
+        _exit(0);
+    }
+}
+
+}  // namespace
+
+pid_t floor_http_start(int port, const char* json) {
+    const pid_t pid = fork_pinned(kServingCpu);
+    if (pid == 0) {
+        serve_http(port, json);
+    }
+    return pid;
+}
+
+RawRelay::RawRelay() {
+    int asking[2];
+    int serving[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, asking) != 0 ||
+        socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, serving) != 0) {
+        std::abort();
+    }
+    m_relay = fork_pinned(kServingCpu);
+    while (m_relay == 0) {
+        pass_on(asking[1], serving[0]);
+        pass_on(serving[0], asking[1]);
+    }
+    m_server = fork_pinned(kAskingCpu);
+    while (m_server == 0) {
+        pass_on(serving[1], serving[1]);
+    }
+    m_socket.reset(asking[0]);
+    for (const int fd : {asking[1], serving[0], serving[1]}) {
+        UniqueFd closed(fd);
+    }
+}
+
+RawRelay::~RawRelay() {
+    m_socket.reset();
+    for (const pid_t pid : {m_relay, m_server}) {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+    }
+}
+
+void RawRelay::roundTrip(size_t bytes) {
+    char message[kMessageBytes] = {};
+    if (write(m_socket.get(), message, bytes) != static_cast<ssize_t>(bytes) ||
+        read(m_socket.get(), message, sizeof message) != static_cast<ssize_t>(bytes)) {
+        std::abort();
+    }
+}

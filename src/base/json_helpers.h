@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+#include "src/base/owners.h"
+
+// What this program adds to cJSON.
+
+// Parses a whole text. cJSON alone would accept anything behind the value and would cut a string at a NUL; here
+// both are errors, as is a NUL byte in the text. Null on an error; `stopped_at`, when given, then points at the
+// place in `text` where the parser gave up, and is not touched otherwise.
+[[nodiscard]] JsonPtr json_parse(const std::string& text, const char** stopped_at = nullptr);
+
+// Members by type. Null when the member is absent or of another type, and for a null object; the result stays the
+// object's. Names are case-sensitive, the first of several members with one name counts. The whole type word is
+// compared: an item that carries the reference or constant-key flag does not match.
+[[nodiscard]] cJSON* cJSON_GetObjectString(const cJSON* object, const char* name);
+[[nodiscard]] cJSON* cJSON_GetObjectNumber(const cJSON* object, const char* name);
+[[nodiscard]] cJSON* cJSON_GetObjectBoolean(const cJSON* object, const char* name);
+[[nodiscard]] cJSON* cJSON_GetObjectArray(const cJSON* object, const char* name);
+[[nodiscard]] cJSON* cJSON_GetObjectObject(const cJSON* object, const char* name);
+
+// A new number, exact for every int; the caller deletes it. Null without memory.
+[[nodiscard]] cJSON* cJSON_CreateInt(int value);
+
+// Writes the node, its following siblings and everything below them to the console, one line each, for debugging.
+void cJSON_PrintNodeTree(const cJSON* node);
+
+// Both are always true, whatever the two nodes hold. Containers of this program that are asked to compare nodes
+// rely on that: a node has no equality of its own here, cJSON_Compare() is the deep one.
+bool operator==(const cJSON& left, const cJSON& right);
+bool operator!=(const cJSON& left, const cJSON& right);

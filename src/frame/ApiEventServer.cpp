@@ -1,0 +1,5 @@
+#include "src/frame/ApiEventServer.h"
+
+#include "runtime/fdloop_libevent.h"
+
+void ApiEventServer::dispatch_event() { fdloop_loop(m_fdl); }

@@ -1,0 +1,121 @@
+#include "src/frame/Backend.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+#include "cbus/cbus.h"
+#include "config_client/config_client_api.h"
+#include "runtime/fdloop_libevent.h"
+#include "runtime/logging.h"
+#include "runtime/px.h"
+#include "src/base/assertion.h"
+#include "src/frame/ApiEventServer.h"
+#include "src/frame/RPCTransportListener.h"
+#include "src/http/HabConfig.h"
+#include "src/http/HabDispatcher.h"
+#include "src/rest/BaseApiController.h"
+#include "src/rpc/NotificationManager.h"
+#include "src/rpc/RPCServer.h"
+#include "src/rpc/SocketTransport.h"
+#include "src/rpc/rest_bridge.h"
+#include "src/system/SystemApiController.h"
+
+// The one JSON-RPC server, once onRun() has made it.
+RPCServer* RPCserver = nullptr;
+
+namespace {
+
+constexpr const char* kModule = "src/web_app";
+constexpr const char* kOnRun = "virtual void Backend::onRun()";
+constexpr unsigned kAllMethods = 15;
+
+// Tests, and units that do not run as root, have no right to /var/run.
+void rpc_socket_path(char (&path)[100]) {
+    if (getenv("MRV_JSON_RPC_TEST") != nullptr) {
+        std::snprintf(path, sizeof path, "/tmp/mrv_json_rpc_%u", getuid());
+    } else {
+        std::snprintf(path, sizeof path, "/var/run/ORVALE_API");
+    }
+}
+
+// The lower-case and the capitalised name of an operation share one object.
+void register_methods(RPCServer& server, NotificationManager* notifications) {
+    auto* rpc_delete = new RPCDelete(notifications);
+    auto* rpc_create = new RPCCreate(notifications);
+    auto* rpc_update = new RPCUpdate(notifications);
+    auto* rpc_read = new RPCRead(notifications);
+    server.registerMethod("create", rpc_create);
+    server.registerMethod("read", rpc_read);
+    server.registerMethod("update", rpc_update);
+    server.registerMethod("delete", rpc_delete);
+    server.registerMethod("Create", rpc_create);
+    server.registerMethod("Read", rpc_read);
+    server.registerMethod("Update", rpc_update);
+    server.registerMethod("Delete", rpc_delete);
+}
+
+}  // namespace
+
+Backend::Backend(const std::string& configPath) : m_configPath(configPath) {
+    HabApplication::initialize(m_configPath.c_str());
+    m_server = new (std::nothrow) ApiEventServer(HabConfig::getInstance()->getHttpPort());
+    ORVALE_ASSERT(m_server != nullptr, "m_server != __null", kModule, "Backend::Backend(const string&)");
+}
+
+Backend::~Backend() {
+    if (m_cbusConnection != nullptr) {
+        cbus_conn_destroy(m_cbusConnection);
+    }
+    m_cbusConnection = nullptr;
+    m_fdl = nullptr;
+    delete m_server;
+    m_server = nullptr;
+}
+
+int Backend::onRun() {
+    set_log_mask(log_up_to(HabConfig::getInstance()->getLogLevel()));
+    px_set_default_sig_handlers();
+
+    createEventLoop();
+    connectBus();
+    m_notificationManager = new NotificationManager();
+    addController(new SystemApiController(m_cbusConnection, m_notificationManager, m_fdl));
+    startRpcServer();
+
+    m_server->setInstanceId(static_cast<unsigned long>(random()));
+    return m_server->run();
+}
+
+void Backend::createEventLoop() {
+    m_fdl = fdloop_init_libevent(m_server->getEventbase());
+    ORVALE_ASSERT(m_fdl != nullptr, "m_fdl", kModule, kOnRun);
+    m_server->setFdloop(m_fdl);
+}
+
+void Backend::connectBus() {
+    m_cbusConnection = cbus_conn_create(m_fdl, "CBUS_CONNECTION");
+    ORVALE_ASSERT(m_cbusConnection != nullptr, "m_cbusConnection", kModule, kOnRun);
+    config_init_cbus(m_cbusConnection, nullptr);
+}
+
+void Backend::addController(BaseApiController* controller) {
+    controller->init();
+    char uri[200];
+    std::snprintf(uri, sizeof uri, "%s/#main_res/#sub1/#sub2/#sub3/#sub4/#sub5/#sub6/#sub7",
+                  controller->getApiPath());
+    HabDispatcher::registerUri(uri, kAllMethods, controller);
+}
+
+void Backend::startRpcServer() {
+    RPCserver = new RPCServer();
+    auto* transport = new SocketTransport(RPCserver, m_server->getEventbase());
+    char path[100];
+    rpc_socket_path(path);
+    logger_function(6, kModule, "Listening on socket '%s'", path);
+    transport->listen(path);
+    RPCserver->registerTransportLisetner(new RPCTransportListener(m_notificationManager));
+    register_methods(*RPCserver, m_notificationManager);
+}

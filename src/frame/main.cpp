@@ -1,0 +1,3 @@
+#include "src/frame/web_app.h"
+
+int main(int argc, char** argv) { return web_app_run(argc, argv); }

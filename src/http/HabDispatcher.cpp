@@ -1,0 +1,263 @@
+#include "src/http/HabDispatcher.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "runtime/logging.h"
+#include "src/base/assertion.h"
+#include "src/http/AccessMap.h"
+#include "src/http/HabConfig.h"
+#include "src/http/HabHandler.h"
+#include "src/http/HabRequest.h"
+#include "src/http/HabSession.h"
+#include "src/http/HabTimer.h"
+
+namespace {
+
+constexpr const char* kSource = "src/HabDispatcher";
+constexpr int kMaxRegistered = 19;
+constexpr std::size_t kGroups = 10;  // the whole match and nine placeholders
+
+// The backslash is one of the characters of the set: inside brackets it escapes nothing.
+constexpr const char* kSegment = "([0-9a-zA-Z\\-]+)";
+
+struct Template {
+    std::string pattern;
+    std::vector<std::string> names;
+};
+
+Template parseTemplate(const std::string& uri) {
+    Template result;
+    for (std::size_t at = 0; at < uri.size();) {
+        const char c = uri[at++];
+        if (c != '#' && c != ':') {
+            result.pattern += c;
+            continue;
+        }
+        const bool optional = c == '#';
+        std::size_t end = uri.find('/', at);
+        // A slash that ends the whole template is part of the name.
+        const bool more = end != std::string::npos && end + 1 < uri.size();
+        end = more ? end : uri.size();
+        result.names.push_back(uri.substr(at, end - at));
+        result.pattern += kSegment;
+        result.pattern += optional ? "?" : "";
+        if (more) {
+            result.pattern += optional ? "/?" : "/";
+        }
+        at = more ? end + 1 : end;
+    }
+    return result;
+}
+
+void logTemplate(const Template& parsed) {
+    logger_function(7, kSource, "registerUri() - Generating regular expression: %s", parsed.pattern.c_str());
+    if (parsed.names.empty()) {
+        return;
+    }
+    logger_function(7, kSource, "Request parameters:");
+    for (const std::string& name : parsed.names) {
+        logger_function(7, kSource, " - %s", name.c_str());
+    }
+}
+
+// Puts pattern and expression into the entry; false when the pattern does not fit or does not compile.
+bool compile(const Template& parsed, HabHandlerListEntry& entry) {
+    if (parsed.pattern.size() >= sizeof(entry.pattern)) {
+        return false;
+    }
+    parsed.pattern.copy(entry.pattern, parsed.pattern.size());
+    entry.compiled = regcomp(&entry.regex, entry.pattern, REG_EXTENDED) == 0;
+    return entry.compiled;
+}
+
+// The part of the URI that the entry's expression matches, nothing when it does not match. The placeholders
+// become parameters of the request.
+std::optional<std::string> matchEntry(HabRequest& request, const char* uri, const HabHandlerListEntry& entry) {
+    // A placeholder's name in the query string must not stand in for a segment that the path lacks.
+    for (const std::string& name : entry.names) {
+        request.removeParameter(name.c_str());
+    }
+    std::string text = uri;
+    const std::size_t length = text.size();
+    regmatch_t groups[kGroups];
+    if (regexec(&entry.regex, text.c_str(), kGroups, groups, 0) != 0) {
+        // The slash behind the fixed part of a template is optional at the end of a URI, like what follows it.
+        text += '/';
+        if (regexec(&entry.regex, text.c_str(), kGroups, groups, 0) != 0) {
+            return std::nullopt;
+        }
+    }
+    logger_function(7, kSource, "regexec matches");
+    for (std::size_t group = 1; group < kGroups && !entry.names.empty(); ++group) {
+        if (groups[group].rm_so < 0) {
+            continue;
+        }
+        const auto from = static_cast<std::size_t>(groups[group].rm_so);
+        const auto to = static_cast<std::size_t>(groups[group].rm_eo);
+        // A template with groups of its own that have no names is a mistake in the program.
+        request.setParameter(entry.names.at(group - 1).c_str(), text.substr(from, to - from).c_str());
+    }
+    const std::size_t from = std::min(static_cast<std::size_t>(groups[0].rm_so), length);
+    const std::size_t to = std::min(static_cast<std::size_t>(groups[0].rm_eo), length);
+    return text.substr(from, to - from);
+}
+
+// An expression matches anywhere in a URI, while access rules begin at its start. A prefix must not open what
+// the matched part keeps closed, so the more demanding of the two levels counts.
+int requiredLevel(HabRequest& request, const std::string& part) {
+    AccessMap* map = AccessMap::getInstance();
+    const int whole = map->getAccessLevel(request.getURI(), request.getMethod());
+    if (part.empty() || part == request.getURI()) {
+        return whole;
+    }
+    return std::max(whole, map->getAccessLevel(part.c_str(), request.getMethod()));
+}
+
+// Whether the session may use the entry for this request.
+bool isAuthorized(HabRequest& request, const HabHandlerListEntry& entry, const std::string& part) {
+    const int required = requiredLevel(request, part);
+    const int have = request.getSession()->getAccessLevel();
+    logger_function(
+        7, kSource,
+        "#%i: Match: %s Methods: %s%s%s%s Request: %s, AccessLevels required: %d, sessions: %d", 0, entry.pattern,
+        (entry.methods & 1U) != 0 ? "Get" : "", (entry.methods & 2U) != 0 ? "Put" : "",
+        (entry.methods & 4U) != 0 ? "Post" : "", (entry.methods & 8U) != 0 ? "Del" : "", request.getURI(), required,
+        have);
+    return required <= have;
+}
+
+}  // namespace
+
+std::list<std::unique_ptr<HabHandlerListEntry>> HabDispatcher::m_handlers;
+std::unique_ptr<HabDispatcher::TimerEntry> HabDispatcher::timerList;
+int HabDispatcher::registeredHandlers = 0;
+
+HabHandlerListEntry::~HabHandlerListEntry() {
+    if (compiled) {
+        regfree(&regex);
+    }
+}
+
+int HabDispatcher::registerUri(const char* uri, unsigned int methods, HabHandler* handler) {
+    auto entry = std::make_unique<HabHandlerListEntry>();
+    logger_function(7, kSource, "registerUri() - registering handler for URI %s", uri);
+    // Nothing advances this counter: every registration is welcome, and whoever wants none sets it.
+    if (registeredHandlers > kMaxRegistered) {
+        return -1;
+    }
+    Template parsed = parseTemplate(uri);
+    logTemplate(parsed);
+    if (!compile(parsed, *entry)) {
+        logger_function(3, kSource, "registerUri regcomp failed: '%s'", uri);
+        return 0;
+    }
+    entry->names = std::move(parsed.names);
+    entry->methods = methods;
+    entry->handler = handler;
+    m_handlers.push_back(std::move(entry));
+    return 1;
+}
+
+int HabDispatcher::registerUri(const std::list<std::string>& uris, unsigned int methods, HabHandler* handler) {
+    for (const std::string& uri : uris) {
+        registerUri(uri.c_str(), methods, handler);
+    }
+    return -1;
+}
+
+int HabDispatcher::registerHandler(const char* uri, unsigned int methods, HabHandler* handler) {
+    return registerUri(uri, methods, handler);
+}
+
+int HabDispatcher::setHandler(HabRequest* request) {
+    HabSession* session = HabSessionImpl::sessionForRequest(request);
+    ORVALE_ASSERT(session != nullptr, "session != __null", kSource, "static int HabDispatcher::setHandler(HabRequest*)");
+    preFixup(request);
+    logger_function(6, kSource, "Got session with sessionId: %s", session->sessionId());
+    request->setSession(session);
+
+    const auto method = static_cast<unsigned int>(request->getHttpMethod());
+    for (const auto& entry : m_handlers) {
+        if (request->getURI() == nullptr || entry->methods == 0) {
+            continue;
+        }
+        const std::optional<std::string> part = matchEntry(*request, request->getURI(), *entry);
+        if (!part || (method & entry->methods) == 0) {
+            continue;
+        }
+        if (!isAuthorized(*request, *entry, *part)) {
+            logger_function(3, kSource, "Insufficient access level - unauthorized");
+            request->unauthorized(request->getURI());
+            return -1;
+        }
+        request->setMatchEx(entry->pattern);
+        request->setHandler(entry->handler);
+        return 1;
+    }
+    logger_function(7, kSource, "No handler found!");
+    request->notFound(request->getURI());
+    return 0;
+}
+
+int HabDispatcher::dispatchRequest(HabRequest* request) {
+    if (request->getHandler() == nullptr) {
+        setHandler(request);
+    }
+    if (request->getHandler() != nullptr && request->getHandler()->handleRequest(request) != 0) {
+        return -1;
+    }
+    // A request that setHandler() has refused gets its second answer here; the transports ignore it.
+    logger_function(7, kSource, "No handler found! (NEW)");
+    request->notFound(request->getURI());
+    return -1;
+}
+
+int HabDispatcher::matchCheck(HabRequest* request, const char* uri, HabHandlerListEntry* entry) {
+    return matchEntry(*request, uri, *entry) ? 1 : 0;
+}
+
+void HabDispatcher::preFixup(HabRequest* request) {
+    if (request->getURI() != nullptr && std::strcmp(request->getURI(), "/") == 0) {
+        logger_function(7, kSource, "Setting URI to default");
+        request->setURI(HabConfig::getInstance()->getDefaultLocation());
+    }
+}
+
+int HabDispatcher::registerTimer(HabTimer* timer, int when) {
+    logger_function(7, kSource, "Registering new timer");
+    std::unique_ptr<TimerEntry> entry(new (std::nothrow) TimerEntry{timer, when, nullptr});
+    if (!entry) {
+        logger_function(3, kSource, "Could not allocate new entry to list of timers");
+        return -1;
+    }
+    // The signed difference keeps the order right when the times pass the largest int.
+    const auto isSooner = [when](const TimerEntry& other) {
+        return static_cast<int>(static_cast<unsigned int>(other.when) - static_cast<unsigned int>(when)) < 0;
+    };
+    std::unique_ptr<TimerEntry>* place = &timerList;
+    while (*place && isSooner(**place)) {
+        place = &(*place)->next;
+    }
+    entry->next = std::move(*place);
+    *place = std::move(entry);
+    return 1;
+}
+
+void HabDispatcher::serviceTimers() {
+    for (const TimerEntry* entry = timerList.get(); entry != nullptr; entry = entry->next.get()) {
+        entry->timer->onTime();
+    }
+}
+
+void HabDispatcher::sessionEnded(const char* sessionId) { HabSessionImpl::sessionEnded(sessionId); }
+
+void HabDispatcher::clear() {
+    m_handlers.clear();
+    while (timerList) {
+        timerList = std::move(timerList->next);
+    }
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+struct cJSON;
+
+// Functions that several modules of the front end share. They hold no state and may run on any thread.
+
+// The parsed file; the caller deletes it. Null, and a log line, when it cannot be read or is no JSON. The second
+// argument has no meaning.
+cJSON* loadJsonFile(char* path, bool);
+
+// Turns "%41" into "A", leaves "+" and a "%" without two hexadecimal digits as they are, and answers the length of
+// the output, which may hold a decoded NUL. At most `max` bytes are stored and a terminator behind them: `dst` has
+// room for max + 1. `dst` may be `src`.
+int decodeURIComponent(const char* src, char* dst, unsigned int max);
+
+// Drops blanks, double quotes and semicolons and a "/" at the end, in place. The string keeps its length and the
+// tail behind the part that moved up. Answers that length.
+int normalizeString(char* s);
+
+// Cuts `s` in place at every character of `delim` and puts up to 127 pieces and a null behind them into `out`, which
+// has room for 128; a string without pieces leaves `out` as it is. The third argument has no meaning. Answers `out`.
+char** split(char** out, char* s, const char*, const char* delim);

@@ -1,0 +1,63 @@
+#include "src/rpc/NotificationManager.h"
+
+#include "runtime/logging.h"
+#include "src/base/owners.h"
+#include "src/rpc/RPCServer.h"
+#include "src/rpc/RPCTransport.h"
+
+namespace {
+
+constexpr const char* kModule = "src/NotificationManager";
+
+}  // namespace
+
+void NotificationManager::notifyCreated(unsigned int sessionId, const char* path, cJSON* data) {
+    logger_function(7, kModule, "notifyCreated()");
+    notify(sessionId, "Created", path, data);
+}
+
+void NotificationManager::notifyUpdated(unsigned int sessionId, const char* path, cJSON* data) {
+    logger_function(7, kModule, "notifyUpdated()");
+    notify(sessionId, "Updated", path, data);
+}
+
+void NotificationManager::notifyDeleted(unsigned int sessionId, const char* path) {
+    logger_function(7, kModule, "notifyDeleted()");
+    notify(sessionId, "Deleted", path, nullptr);
+}
+
+void NotificationManager::addTransport(RPCTransport* transport) {
+    if (transport->getSessionId() == nullptr) {
+        return;
+    }
+    logger_function(7, kModule, "addTransport() sessionID: ");
+    if (transports.try_emplace(transport->getSessionNumberId(), transport).second) {
+        logger_function(7, kModule, "addTransport() MUST ADD");
+    }
+}
+
+void NotificationManager::removeTransport(RPCTransport* transport) {
+    if (transport->getSessionId() == nullptr) {
+        return;
+    }
+    logger_function(7, kModule, "removeTransport() sessionID: ");
+    std::erase_if(transports, [transport](const auto& entry) { return entry.second == transport; });
+}
+
+void NotificationManager::notify(unsigned int sessionId, const char* method, const char* path,
+                                 const cJSON* data) {
+    const auto found = transports.find(sessionId);
+    if (found == transports.end()) {
+        logger_function(4, kModule, "Transport NOT found");
+        return;
+    }
+    const JsonPtr params(cJSON_CreateObject());
+    cJSON_AddStringToObject(params.get(), "path", path);
+    if (data != nullptr) {
+        JsonPtr copy(cJSON_Duplicate(data, true));
+        if (cJSON_AddItemToObject(params.get(), "data", copy.get())) {
+            static_cast<void>(copy.release());
+        }
+    }
+    found->second->getServer()->sendNotification(method, params.get(), found->second);
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cjson/cJSON.h>
+
+#include <map>
+
+class RPCTransport;
+
+// NotificationManager: delivers the notifications of resources to the JSON-RPC connection of the session that
+// subscribed. Sessions of HTTP clients have no connection to notify: for them a line is logged.
+// Borrows: the transports, from addTransport() to removeTransport().
+// Threads: loop thread only.
+// Lives until the process ends; nothing derives from it, so its destructor is not virtual.
+class NotificationManager final {
+  public:
+    NotificationManager() = default;
+    NotificationManager(const NotificationManager&) = delete;
+    NotificationManager& operator=(const NotificationManager&) = delete;
+
+    // Send "Created", "Updated" or "Deleted" for the resource at `path`. `data` stays with the caller; null
+    // leaves the member "data" out. While a request is being handled they wait for its response.
+    virtual void notifyCreated(unsigned int sessionId, const char* path, cJSON* data);
+    virtual void notifyUpdated(unsigned int sessionId, const char* path, cJSON* data);
+    virtual void notifyDeleted(unsigned int sessionId, const char* path);
+
+    // Maps the transport's session number to it; a number that is mapped keeps its transport. A transport
+    // without session id text is ignored by both.
+    virtual void addTransport(RPCTransport* transport);
+    // Forgets the transport under every number: one whose session had expired was given a second one.
+    virtual void removeTransport(RPCTransport* transport);
+
+  private:
+    void notify(unsigned int sessionId, const char* method, const char* path, const cJSON* data);
+
+    std::map<unsigned int, RPCTransport*> transports;
+};

@@ -1,0 +1,119 @@
+#include "src/rpc/RPCRequest.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "runtime/logging.h"
+#include "src/rpc/RPCTransport.h"
+
+namespace {
+
+constexpr const char* kModule = "src/RPCRequest";
+constexpr const char* kSessionCookie = "DRHABSESSID";
+
+std::string format_text(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length < 0) {
+        return {};
+    }
+    std::string text(static_cast<size_t>(length), '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+    return text;
+}
+
+}  // namespace
+
+RPCRequest::RPCRequest(const char* methodText, const char* uri, const cJSON* params, RPCTransport* transport)
+    : m_params(params), m_transport(transport) {
+    method = methodText;
+    setURI(uri);
+}
+
+void RPCRequest::storeContent(const char*) {
+    logger_function(7, kModule, "storeContent()!\n");
+}
+
+size_t RPCRequest::getRequestContent(char*, size_t) {
+    logger_function(7, kModule, "getRequestContent()!\n");
+    return 0;
+}
+
+size_t RPCRequest::getRequestContent(char**) {
+    return getRequestContent(nullptr, 0);
+}
+
+const char* RPCRequest::getHeader(const char* name) {
+    return name != nullptr && std::strstr(name, "Content-Type") != nullptr ? "application/json" : nullptr;
+}
+
+void RPCRequest::replyAdd(const void*, size_t) {
+    logger_function(7, kModule, "replyAdd()\n");
+}
+
+void RPCRequest::replyPrintf(const char* format, ...) {
+    logger_function(7, kModule, "replyPrintf()\n");
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string text = format_text(format, arguments);
+    va_end(arguments);
+    logger_function(7, kModule, "String: %s\n", text.c_str());
+    m_replyData += text;
+}
+
+void RPCRequest::reply(int status, const char* body, const char* path) {
+    logger_function(7, kModule, "reply()\n");
+    m_resultCode = status;
+    if (path != nullptr) {
+        m_replyPath = path;
+    }
+    if (body != nullptr) {
+        m_replyData += body;
+    }
+}
+
+void RPCRequest::replyFinish() {
+    logger_function(7, kModule, "replyFinish()\n");
+}
+
+void RPCRequest::replyFinish(int status, const char* text) {
+    logger_function(7, kModule, "replyFinish(%d,\"%s\")\n", status, text == nullptr ? "(null)" : text);
+    m_resultCode = status;
+}
+
+void RPCRequest::setResponseCookie(const char* name, const char* value, const char*) {
+    if (name != nullptr && std::strcmp(name, kSessionCookie) == 0) {
+        m_transport->setSessionId(value);
+    }
+}
+
+char* RPCRequest::getRequestCookie(const char* name) {
+    return name != nullptr && std::strcmp(name, kSessionCookie) == 0 ? m_transport->getSessionId() : nullptr;
+}
+
+cJSON* RPCRequest::readJSONBody() {
+    logger_function(7, kModule, "readJSONBody");
+    return cJSON_Duplicate(m_params, true);
+}
+
+void RPCRequest::notFound(const char*) {
+    logger_function(7, kModule, "notFound()\n");
+    m_resultCode = StatusCode::kNotFound;
+}
+
+void RPCRequest::internalError() {
+    logger_function(7, kModule, "internalError()\n");
+    m_resultCode = StatusCode::kInternalServerError;
+}
+
+void RPCRequest::unauthorized(const char*) {
+    logger_function(7, kModule, "unauthorized()\n");
+    m_resultCode = StatusCode::kUnauthorized;
+}
+
+int RPCRequest::getContentType() {
+    return 1;
+}

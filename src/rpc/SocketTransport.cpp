@@ -1,0 +1,239 @@
+#include "src/rpc/SocketTransport.h"
+
+#include <event2/buffer.h>
+#include <event2/event.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "runtime/logging.h"
+#include "runtime/px_panic.h"
+
+namespace {
+
+constexpr const char* kModule = "src/SocketTransport";
+
+// Operators know the panics by these numbers.
+constexpr int kReadWithoutContext = 36;
+constexpr int kEventWithoutContext = 44;
+constexpr int kListenerWithoutContext = 58;
+constexpr int kSendWithoutConnection = 253;
+
+void assert_that(bool condition, int number) {
+    if (!condition) {
+        px_panic("*** ASSERT in %s at %d\n", "SocketTransport.cpp", number);
+    }
+}
+
+SocketTransport* transport_of(void* context, int number) {
+    assert_that(context != nullptr, number);
+    return static_cast<SocketTransport*>(context);
+}
+
+void on_read(bufferevent* connection, void* context) noexcept {
+    transport_of(context, kReadWithoutContext)->onRead(connection);
+}
+
+void on_event(bufferevent* connection, short events, void* context) noexcept {
+    transport_of(context, kEventWithoutContext)->onEvent(connection, events);
+}
+
+void on_accept(evconnlistener* listener, evutil_socket_t fd, sockaddr* peer, int peer_size,
+               void* context) noexcept {
+    transport_of(context, kListenerWithoutContext)->onAccept(listener, fd, peer, peer_size);
+}
+
+void on_error(evconnlistener* listener, void* context) noexcept {
+    transport_of(context, kListenerWithoutContext)->onError(listener);
+}
+
+void on_resume(evutil_socket_t, short, void* listener) noexcept {
+    evconnlistener_enable(static_cast<evconnlistener*>(listener));
+}
+
+bool passes_by_itself(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+// A message as the JSON library sees it: without line ends before it, and only up to a NUL byte.
+std::string_view trim_message(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of("\r\n"), text.size()));
+    return text.substr(0, text.find('\0'));
+}
+
+// The place of the last parse error, which the library keeps as a pointer into text that has no end of its
+// own.
+std::string_view error_position(std::string_view text) {
+    const char* position = cJSON_GetErrorPtr();
+    if (position < text.data() || position > text.data() + text.size()) {
+        return {};
+    }
+    return text.substr(static_cast<size_t>(position - text.data()));
+}
+
+}  // namespace
+
+event_base* SocketTransport::m_eventbase = nullptr;
+
+SocketTransport::SocketTransport(RPCServer* server, event_base* base) : RPCTransport(server) {
+    init(server, base);
+}
+
+SocketTransport::SocketTransport(RPCServer* server, event_base* base, bufferevent* connection)
+    : RPCTransport(server), m_connection(connection) {
+    init(server, base);
+}
+
+void SocketTransport::init(RPCServer* server, event_base* base) {
+    m_server = server;
+    m_eventbase = base;
+}
+
+bool SocketTransport::listen(const char* path) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    const size_t length = std::strlen(path);
+    if (length == 0 || length >= sizeof address.sun_path) {
+        logger_function(3, kModule, "Not a socket path: '%s'\n", path);
+        return false;
+    }
+    std::memcpy(address.sun_path, path, length);
+    // A socket file of an earlier run would block the bind.
+    unlink(path);
+    logger_function(7, kModule, "Listening on %s\n", path);
+    m_resumeAccepting.reset();
+    m_listener.reset(evconnlistener_new_bind(
+        m_eventbase, on_accept, this, LEV_OPT_CLOSE_ON_FREE | LEV_OPT_REUSEABLE | LEV_OPT_CLOSE_ON_EXEC, -1,
+        reinterpret_cast<sockaddr*>(&address), sizeof address));
+    if (m_listener == nullptr) {
+        perror("Couldn't create listener");
+        return false;
+    }
+    evconnlistener_set_error_cb(m_listener.get(), on_error);
+    m_resumeAccepting.reset(evtimer_new(m_eventbase, on_resume, m_listener.get()));
+    return true;
+}
+
+void SocketTransport::onAccept(evconnlistener* listener, int fd, sockaddr*, int) {
+    UniqueFd descriptor(fd);
+    event_base* base = evconnlistener_get_base(listener);
+    bufferevent* connection = bufferevent_socket_new(base, fd, BEV_OPT_CLOSE_ON_FREE);
+    if (connection == nullptr) {
+        logger_function(3, kModule, "No memory for a connection\n");
+        return;
+    }
+    static_cast<void>(descriptor.release());
+    auto* transport = new SocketTransport(getServer(), base, connection);
+    bufferevent_setcb(connection, on_read, nullptr, on_event, transport);
+    bufferevent_enable(connection, EV_READ | EV_WRITE);
+    RPCTransport::add(transport);
+}
+
+void SocketTransport::onError(evconnlistener* listener) {
+    const int error = errno;
+    if (passes_by_itself(error)) {
+        logger_function(3, kModule, "Got an error %d (%s) on the listener. Accepting again in %d ms.\n",
+                        error, strerror(error), kAcceptPauseMs);
+        pauseAccepting();
+        return;
+    }
+    logger_function(3, kModule, "Got an error %d (%s) on the listener. Shutting down.\n", error,
+                    strerror(error));
+    event_base_loopexit(evconnlistener_get_base(listener), nullptr);
+}
+
+// The waiting peer keeps the listener readable: without a pause the loop would spin until a descriptor is
+// free.
+void SocketTransport::pauseAccepting() {
+    const timeval pause = {kAcceptPauseMs / 1000, (kAcceptPauseMs % 1000) * 1000};
+    evconnlistener_disable(m_listener.get());
+    evtimer_add(m_resumeAccepting.get(), &pause);
+}
+
+void SocketTransport::onRead(bufferevent* connection) {
+    evbuffer* input = bufferevent_get_input(connection);
+    const size_t length = evbuffer_get_length(input);
+    const char* bytes = reinterpret_cast<const char*>(evbuffer_pullup(input, -1));
+    if (length == 0 || bytes == nullptr) {
+        return;
+    }
+    const std::string_view data(bytes, length);
+    size_t start = 0;
+    size_t drained = 0;
+    while (const size_t end = m_scanner.findEnd(data)) {
+        receive(data.substr(start, end - start));
+        // The message may have ended its own connection, and the bytes with it.
+        if (!isValid(this) || m_isClosing) {
+            return;
+        }
+        // Counted from the start of the data, not of the message: with several messages in one read this
+        // takes the beginning of an unfinished last one as well. Clients send one message and wait for its
+        // answer; those in the field rely on what a broken-off message leaves behind being swept away so.
+        drained += end;
+        start = end;
+    }
+    if (drained > 0) {
+        evbuffer_drain(input, drained);
+        m_scanner.restart();
+    }
+    if (evbuffer_get_length(input) > kMaxUnfinishedBytes) {
+        closeSoon("its message does not end");
+    }
+}
+
+void SocketTransport::receive(std::string_view text) {
+    text = trim_message(text);
+    logger_function(7, kModule, "Got message: %.*s\n", static_cast<int>(text.size()), text.data());
+    const JsonPtr message(cJSON_ParseWithLength(text.data(), text.size()));
+    if (message == nullptr) {
+        const std::string_view rest = error_position(text);
+        logger_function(3, kModule, "JSON parse error: %.*s\n", static_cast<int>(rest.size()), rest.data());
+        return;
+    }
+    dataReceived(message.get());
+}
+
+void SocketTransport::sendData(const char* text) {
+    assert_that(m_connection != nullptr, kSendWithoutConnection);
+    if (m_isClosing) {
+        return;
+    }
+    evbuffer* output = bufferevent_get_output(m_connection.get());
+    const size_t length = std::strlen(text);
+    if (evbuffer_get_length(output) + length > kMaxWaitingBytes) {
+        closeSoon("it does not read what it is sent");
+        return;
+    }
+    evbuffer_add(output, text, length);
+}
+
+// On the next loop turn, by the road of any other end: whoever is sending at this moment still walks lists
+// that the end of a connection changes.
+void SocketTransport::closeSoon(const char* reason) {
+    m_isClosing = true;
+    logger_function(4, kModule, "Closing a connection: %s\n", reason);
+    bufferevent_disable(m_connection.get(), EV_READ);
+    bufferevent_trigger_event(m_connection.get(), BEV_EVENT_EOF, BEV_TRIG_DEFER_CALLBACKS);
+}
+
+void SocketTransport::onEvent(bufferevent*, short events) {
+    logger_function(7, kModule, "onEvent()\n");
+    if ((events & BEV_EVENT_ERROR) != 0) {
+        perror("Error from bufferevent");
+    }
+    if ((events & (BEV_EVENT_EOF | BEV_EVENT_ERROR)) != 0) {
+        logger_function(7, kModule, "BEV_EVENT_EOF | BEV_EVENT_ERROR");
+    }
+    destroy(this);
+}
+
+void SocketTransport::destroy(SocketTransport* transport) {
+    RPCTransport::remove(transport);
+    logger_function(7, kModule, "SocketTransport::destroy()");
+    delete transport;
+}

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <event2/bufferevent.h>
+#include <event2/listener.h>
+
+#include <cstddef>
+#include <string_view>
+
+#include "src/base/owners.h"
+#include "src/rpc/MessageScanner.h"
+#include "src/rpc/RPCTransport.h"
+
+using BuffereventPtr = COwned<bufferevent, bufferevent_free>;
+using ListenerPtr = COwned<evconnlistener, evconnlistener_free>;
+
+// SocketTransport: JSON-RPC over a Unix stream socket. One object listens, every accepted connection is one
+// more. Owns:      the listening object its listener, a connection its bufferevent and with it the
+// descriptor. Connections
+//            belong to themselves: they live until the peer ends, fails or overdoes it.
+// Borrows:   the server and the event base, which outlive all transports.
+// Threads:   loop thread only.
+// Callbacks: a connection is announced by RPCTransport::add() when accepted and by RPCTransport::remove()
+// before it
+//            goes, both from the loop.
+// Errors:    a message that is not JSON is logged and dropped. A connection is closed on the next loop turn,
+// with one
+//            log line, when more than kMaxUnfinishedBytes of one message have come in or more than
+//            kMaxWaitingBytes would wait for a peer that does not read.
+class SocketTransport : public RPCTransport {
+  public:
+    static constexpr size_t kMaxUnfinishedBytes = 16U << 20;
+    static constexpr size_t kMaxWaitingBytes = 16U << 20;
+
+    // The object that listens.
+    SocketTransport(RPCServer* server, event_base* base);
+    // One connection; takes the bufferevent over.
+    SocketTransport(RPCServer* server, event_base* base, bufferevent* connection);
+
+    // The event base of all transports.
+    void init(RPCServer* server, event_base* base);
+    // Listens on `path`, replacing whatever lies there. False, with the reason printed or logged, when it
+    // cannot: a path that is empty or longer than a socket address holds is refused.
+    bool listen(const char* path);
+    // Writes to a connection; once the connection is being closed the text is dropped. Calling this on the
+    // listening object is a programming error that stops the process.
+    void sendData(const char* text) override;
+
+    // What the loop calls.
+    void onAccept(evconnlistener* listener, int fd, sockaddr* peer, int peer_size);
+    void onRead(bufferevent* connection);
+    void onEvent(bufferevent* connection, short events);
+    // A lack of descriptors or memory pauses accepting for kAcceptPauseMs; any other error ends the main
+    // loop.
+    void onError(evconnlistener* listener);
+    // Removes the transport and deletes it.
+    static void destroy(SocketTransport* transport);
+
+  private:
+    static constexpr int kAcceptPauseMs = 500;
+
+    void receive(std::string_view text);
+    void closeSoon(const char* reason);
+    void pauseAccepting();
+
+    static event_base* m_eventbase;
+
+    MessageScanner m_scanner;
+    bool m_isClosing = false;
+    BuffereventPtr m_connection;
+    // Of the listening object: the events go first.
+    ListenerPtr m_listener;
+    EventPtr m_resumeAccepting;
+};

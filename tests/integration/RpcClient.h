@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "runtime/c_owner.h"
+#include "src/base/owners.h"
+
+// RpcClient: one connection to the daemon's JSON-RPC socket, blocking, with a limit of ten seconds a read.
+class RpcClient {
+  public:
+    explicit RpcClient(const std::string& socket_path);
+
+    [[nodiscard]] bool connected() const { return m_socket.valid(); }
+
+    void send(const std::string& text);
+    // The next whole message, a response or a notification; null at the end of the connection.
+    JsonPtr receive();
+    // One call of a method with these params (JSON text): the whole response.
+    JsonPtr call(const std::string& method, const std::string& params, int id = 1);
+
+  private:
+    UniqueFd m_socket;
+    std::string m_received;
+};

@@ -1,0 +1,87 @@
+#include "RunningUnit.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <thread>
+
+#include "gtest/gtest.h"
+
+namespace {
+
+std::filesystem::path make_directory() {
+    std::string name = (std::filesystem::temp_directory_path() / "orvale-test-XXXXXX").string();
+    return mkdtemp(name.data());
+}
+
+}  // namespace
+
+int free_port() {
+    const UniqueFd probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    bind(probe.get(), reinterpret_cast<sockaddr*>(&address), length);
+    getsockname(probe.get(), reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+RunningUnit::RunningUnit() : m_directory(make_directory()), m_port(free_port()) {
+    m_bus_address = "unix*" + m_directory.filename().string();
+    writeAccessMap(R"({"/system(/|$)": {"GET": 0, "PUT": 0, "POST": 0, "DELETE": 0}})");
+    writeConfiguration(R"({"hab.path": "", "hab.log.level": 7, "hab.http.port": )" + std::to_string(m_port) + "}");
+}
+
+RunningUnit::~RunningUnit() {
+    m_daemon.reset();
+    m_database.reset();
+    m_bus.reset();
+    std::filesystem::remove_all(m_directory);
+}
+
+void RunningUnit::writeAccessMap(const std::string& json) { std::ofstream(file("accessmap.json")) << json; }
+
+void RunningUnit::writeConfiguration(const std::string& json) {
+    std::ofstream(file("configuration.json")) << json;
+}
+
+std::string RunningUnit::rpcSocket() const { return "/tmp/mrv_json_rpc_" + std::to_string(getuid()); }
+
+void RunningUnit::start() {
+    startBus();
+    startDatabase();
+    startDaemon();
+}
+
+void RunningUnit::startBus() {
+    const std::vector<std::string> arguments{"-a", m_bus_address};
+    m_bus = std::make_unique<Program>(CBUSD_PROGRAM, arguments, std::map<std::string, std::string>{},
+                                      file("cbusd.log"));
+    ASSERT_TRUE(m_bus->awaitOutput("listening")) << m_bus->output();
+}
+
+void RunningUnit::startDatabase() {
+    const std::vector<std::string> arguments{"-a", m_bus_address, "-s", file("config.db"), "-f", FACTORY_FILE};
+    m_database = std::make_unique<Program>(CONFIGD_PROGRAM, arguments, std::map<std::string, std::string>{},
+                                           file("configd.log"));
+    ASSERT_TRUE(m_database->awaitOutput("serving")) << m_database->output();
+}
+
+void RunningUnit::startDaemon() {
+    const std::map<std::string, std::string> environment{{"CBUS_ADDR", m_bus_address},
+                                                         {"MRV_JSON_RPC_TEST", "1"}};
+    m_daemon = std::make_unique<Program>(WEB_APP_PROGRAM, std::vector<std::string>{"-c", m_directory.string()},
+                                         environment, file("web_app.log"));
+    for (int i = 0; i < 1000 && m_daemon->isRunning(); ++i) {
+        if (http().connected() && rpc().connected()) {
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    FAIL() << "the daemon does not answer: " << m_daemon->output();
+}

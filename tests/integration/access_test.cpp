@@ -1,0 +1,76 @@
+#include "gtest/gtest.h"
+
+#include "RunningUnit.h"
+
+namespace {
+
+const std::vector<std::string> kAcceptJson{"Accept: application/json"};
+
+// Reading is open, writing needs a level that no session has.
+class AccessOverHttp : public testing::Test {
+  protected:
+    void SetUp() override {
+        m_unit.writeAccessMap(R"({"/system(/|$)": {"GET": 0, "PUT": 2}, "/open": {"GET": 0, "PUT": 0}})");
+        m_unit.start();
+    }
+
+    int Put(const std::string& target) {
+        return m_unit.http().request("PUT", target, R"({"data": {"sys_name": "intruder"}})", kAcceptJson).status;
+    }
+
+    RunningUnit m_unit;
+};
+
+TEST_F(AccessOverHttp, AMethodAboveTheSessionsLevelIsRefusedWith401) {
+    EXPECT_EQ(m_unit.http().request("GET", "/system/info").status, 200);
+    EXPECT_EQ(Put("/system/info/oem-snmp"), 401);
+}
+
+TEST_F(AccessOverHttp, AMethodThatNoRuleNamesIsRefusedWith401) {
+    EXPECT_EQ(m_unit.http().request("DELETE", "/system/info").status, 401);
+}
+
+TEST_F(AccessOverHttp, AnOpenPrefixInFrontOpensNothing) { EXPECT_EQ(Put("/open/system/info/oem-snmp"), 401); }
+
+TEST_F(AccessOverHttp, NoSpellingOfThePathIsALaxerOne) {
+    for (const char* target : {"//system//info//oem-snmp", "/system/info/oem-snmp/", "/%73ystem/info/oem-snmp",
+                               "/system%2Finfo%2Foem-snmp", "/open/..//system/info/oem-snmp",
+                               "/open%2Fsystem/info/oem-snmp", "/system/info/oem-snmp?main_res=status",
+                               "http://localhost/system/info/oem-snmp"}) {
+        EXPECT_EQ(Put(target), 401) << target;
+    }
+}
+
+TEST_F(AccessOverHttp, TheQueryNeverNamesAResource) {
+    const HttpResponse response = m_unit.http().request("GET", "/system?main_res=info", "", kAcceptJson);
+
+    EXPECT_EQ(response.status, 404);
+}
+
+TEST_F(AccessOverHttp, ARefusalKeepsTheSessionCookieAndTheInstanceHeader) {
+    const HttpResponse refused = m_unit.http().request("PUT", "/system/info/oem-snmp", "{}");
+
+    EXPECT_EQ(refused.status, 401);
+    EXPECT_EQ(refused.header("Set-Cookie").rfind("DRHABSESSID=", 0), 0U);
+    EXPECT_EQ(refused.header("X-Server-instance").rfind("0x", 0), 0U);
+}
+
+TEST_F(AccessOverHttp, TheSameMapHoldsForJsonRpc) {
+    RpcClient client = m_unit.rpc();
+
+    const JsonPtr answer =
+        client.call("update", R"({"path": "/system/info/oem-snmp", "data": {"sys_name": "intruder"}})");
+
+    const cJSON* error = cJSON_GetObjectItemCaseSensitive(answer.get(), "error");
+    EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItemCaseSensitive(error, "code")), 404.0);
+}
+
+TEST(AccessMapFile, AMissingOneClosesEverything) {
+    RunningUnit unit;
+    std::filesystem::remove(unit.directory() / "accessmap.json");
+    unit.start();
+
+    EXPECT_EQ(unit.http().request("GET", "/system/info").status, 401);
+}
+
+}  // namespace

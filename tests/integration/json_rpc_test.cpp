@@ -1,0 +1,88 @@
+#include "gtest/gtest.h"
+
+#include "RunningUnit.h"
+
+namespace {
+
+class JsonRpc : public testing::Test {
+  protected:
+    void SetUp() override { m_unit.start(); }
+
+    static const cJSON* Member(const JsonPtr& object, std::initializer_list<const char*> path) {
+        const cJSON* at = object.get();
+        for (const char* name : path) {
+            at = cJSON_GetObjectItemCaseSensitive(at, name);
+        }
+        return at;
+    }
+    static double Number(const JsonPtr& object, std::initializer_list<const char*> path) {
+        return cJSON_GetNumberValue(Member(object, path));
+    }
+    static std::string Text(const JsonPtr& object, std::initializer_list<const char*> path) {
+        const char* text = cJSON_GetStringValue(Member(object, path));
+        return text != nullptr ? text : "(no text)";
+    }
+
+    RunningUnit m_unit;
+};
+
+TEST_F(JsonRpc, ReadsTheSameResourceAsHttp) {
+    RpcClient client = m_unit.rpc();
+
+    const JsonPtr answer = client.call("read", R"({"path": "/system/info"})", 7);
+
+    EXPECT_EQ(Number(answer, {"id"}), 7.0);
+    EXPECT_EQ(Number(answer, {"result", "code"}), 200.0);
+    const HttpResponse http = m_unit.http().request("GET", "/system/info");
+    const JsonPtr over_http(cJSON_Parse(http.body.c_str()));
+    EXPECT_TRUE(cJSON_Compare(Member(answer, {"result", "data"}), over_http.get(), 1));
+}
+
+TEST_F(JsonRpc, AnUnknownPathIsAnErrorWithItsPhrase) {
+    RpcClient client = m_unit.rpc();
+
+    const JsonPtr answer = client.call("Read", R"({"path": "/nowhere"})");
+
+    EXPECT_EQ(Number(answer, {"error", "code"}), 404.0);
+    EXPECT_EQ(Text(answer, {"error", "message"}), "Not Found");
+}
+
+TEST_F(JsonRpc, AMethodInCapitalsIsNotFound) {
+    RpcClient client = m_unit.rpc();
+
+    const JsonPtr answer = client.call("READ", R"({"path": "/system/info"})");
+
+    EXPECT_EQ(Number(answer, {"error", "code"}), -32601.0);
+}
+
+TEST_F(JsonRpc, AnUpdateIsSeenOverHttp) {
+    RpcClient client = m_unit.rpc();
+
+    const JsonPtr answer =
+        client.call("update", R"({"path": "/system/info/oem-snmp", "data": {"sys_location": "mast"}})");
+
+    EXPECT_EQ(Number(answer, {"result", "code"}), 200.0);
+    const JsonPtr snmp(cJSON_Parse(m_unit.http().request("GET", "/system/info/oem-snmp").body.c_str()));
+    EXPECT_EQ(Text(snmp, {"sys_location"}), "mast");
+}
+
+TEST_F(JsonRpc, ASubscriptionBelongsToItsConnection) {
+    RpcClient one = m_unit.rpc();
+    RpcClient other = m_unit.rpc();
+    const std::string params = R"({"path": "/system/subscriptions/system/status"})";
+
+    EXPECT_EQ(Number(one.call("create", params), {"result", "code"}), 201.0);
+    EXPECT_EQ(Number(one.call("create", params), {"error", "code"}), 409.0);
+    EXPECT_EQ(Number(other.call("read", params), {"error", "code"}), 404.0);
+}
+
+TEST_F(JsonRpc, BytesThatAreNoJsonLeaveTheConnectionServing) {
+    RpcClient client = m_unit.rpc();
+    client.send("{no json}");
+
+    const JsonPtr answer = client.call("read", R"({"path": "/system/info"})");
+
+    EXPECT_EQ(Number(answer, {"result", "code"}), 200.0);
+}
+
+}  // namespace

@@ -1,0 +1,121 @@
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "gtest/gtest.h"
+
+#include "RunningUnit.h"
+
+namespace {
+
+using Environment = std::map<std::string, std::string>;
+
+// The daemon alone, in a directory with a configuration that a test may spoil.
+class Start : public testing::Test {
+  protected:
+    // The bytes that are on file when the program has ended by itself.
+    std::string OutputOf(const std::vector<std::string>& arguments, int* status) {
+        Program program(WEB_APP_PROGRAM, arguments, Environment{{"CBUS_ADDR", m_unit.busAddress()}},
+                        m_unit.directory() / "out");
+        *status = program.awaitEnd().value_or(-1);
+        return program.output();
+    }
+
+    RunningUnit m_unit;
+};
+
+TEST_F(Start, TheUsageIsPrintedWhateverElseIsAsked) {
+    int status = -1;
+
+    const std::string output = OutputOf({"-l", "3", "-h", "-c", "/nowhere"}, &status);
+
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    const std::string name = WEB_APP_PROGRAM;
+    EXPECT_EQ(output, name + " usage:\n\n" + name + " [-h] [-d:] [-c:] [-l:]\n\n" +
+                          "-h                          prints this message.\n"
+                          "-c <path/to/config/file>    path to configuration file.\n"
+                          "-d <pidfile>                run as daemon.\n"
+                          "-l <level>                  set logging level to <level> (levels 0-7).\n\n");
+}
+
+TEST_F(Start, AMissingConfigurationEndsItWithTheTextOfTheAssertion) {
+    int status = 0;
+
+    const std::string output = OutputOf({"-c", "/nowhere"}, &status);
+
+    EXPECT_NE(status, 0);
+    EXPECT_NE(output.find("parseConfig(cfgPath)"), std::string::npos) << output;
+}
+
+TEST_F(Start, AMissingBusEndsItWithTheTextOfTheAssertion) {
+    int status = 0;
+
+    const std::string output = OutputOf({"-c", m_unit.directory().string()}, &status);
+
+    EXPECT_NE(status, 0);
+    EXPECT_NE(output.find("m_cbusConnection"), std::string::npos) << output;
+}
+
+TEST_F(Start, AnExistingPidFileEndsItBeforeItDetaches) {
+    int status = 0;
+    const std::string pid_file = m_unit.directory() / "pid";
+    std::ofstream{pid_file} << "1";
+
+    const std::string output = OutputOf({"-c", m_unit.directory().string(), "-d", pid_file}, &status);
+
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
+    EXPECT_EQ(output, pid_file + " already exists\n");
+}
+
+TEST_F(Start, SigtermEndsTheForegroundProcessWithStatusOne) {
+    m_unit.start();
+
+    m_unit.daemon().signal(SIGTERM);
+    const int status = m_unit.daemon().awaitEnd().value_or(0);
+
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
+}
+
+TEST_F(Start, BusAndDatabaseEndCleanlyOnSigterm) {
+    m_unit.startBus();
+    m_unit.startDatabase();
+
+    m_unit.database().signal(SIGTERM);
+    EXPECT_EQ(m_unit.database().awaitEnd().value_or(-1), 0);
+    m_unit.bus().signal(SIGTERM);
+    EXPECT_EQ(m_unit.bus().awaitEnd().value_or(-1), 0);
+}
+
+TEST_F(Start, ADaemonDetachesAndWritesItsPidFile) {
+    m_unit.startBus();
+    m_unit.startDatabase();
+    int status = -1;
+    const std::string pid_file = m_unit.directory() / "pid";
+
+    OutputOf({"-c", m_unit.directory().string(), "-d", pid_file}, &status);
+
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    int pid = 0;
+    for (int i = 0; i < 500 && !(std::ifstream(pid_file) >> pid); ++i) {
+        usleep(10000);
+    }
+    ASSERT_GT(pid, 0);
+    HttpResponse response;
+    for (int i = 0; i < 500 && response.status != 200; ++i) {
+        HttpClient client = m_unit.http();
+        response = client.connected() ? client.request("GET", "/system/info") : HttpResponse{};
+        usleep(10000);
+    }
+    EXPECT_EQ(response.status, 200);
+    // Numbers 0 to 2 must not have become a socket, a file or the bus.
+    for (const char* number : {"0", "1", "2"}) {
+        const std::filesystem::path link = "/proc/" + std::to_string(pid) + "/fd/" + number;
+        std::error_code none;
+        const std::string target = std::filesystem::read_symlink(link, none).string();
+        EXPECT_TRUE(none || target == "/" || target == "/dev/null") << number << " is " << target;
+    }
+    EXPECT_EQ(kill(pid, SIGTERM), 0);
+}
+
+}  // namespace

@@ -1,0 +1,61 @@
+#include "FakeSyslog.h"
+
+#include <syslog.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+
+namespace {
+
+std::mutex calls_lock;
+std::vector<std::string> recorded_calls;
+
+void record(const std::string& call) {
+    const std::lock_guard guard(calls_lock);
+    recorded_calls.push_back(call);
+}
+
+}  // namespace
+
+namespace fake_syslog {
+
+std::vector<std::string> calls() {
+    const std::lock_guard guard(calls_lock);
+    return recorded_calls;
+}
+
+void forget() {
+    const std::lock_guard guard(calls_lock);
+    recorded_calls.clear();
+}
+
+}  // namespace fake_syslog
+
+// These replace the C library's functions for the whole test program.
+
+void openlog(const char* identity, int option, int facility) {
+    record("openlog " + std::string(identity == nullptr ? "(null)" : identity) + " " +
+           std::to_string(option) + " " + std::to_string(facility));
+}
+
+void closelog() { record("closelog"); }
+
+int setlogmask(int mask) noexcept {
+    record("setlogmask " + std::to_string(mask));
+    return 0;
+}
+
+void vsyslog(int priority, const char* format, va_list args) {
+    char text[1024];
+    std::vsnprintf(text, sizeof text, format, args);
+    record("syslog " + std::to_string(priority) + " " + text);
+    std::fputs(text, stderr);
+}
+
+void syslog(int priority, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    vsyslog(priority, format, args);
+    va_end(args);
+}
