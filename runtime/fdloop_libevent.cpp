@@ -1,9 +1,12 @@
 #include "runtime/fdloop_libevent.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <limits>
 #include <list>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include <event2/event.h>
@@ -57,11 +60,11 @@ struct _fdloop_t {
     BasePtr own_base;  // first, so that it goes after the events on it
     event_base* base;
     std::uint32_t created_ms;              // for the reader of a core dump
-    std::list<Watch> watches;              // in the order of registration
+    std::list<Watch> watches{};            // in the order of registration
     const Watch* running_watch = nullptr;  // whose callback is running; null once that has removed it
-    std::list<_fdloop_timer_t> timers;
-    std::list<_fdloop_idler_t> idlers;
-    std::vector<_fdloop_idler_t*> idler_list;  // those that are called, in order
+    std::list<_fdloop_timer_t> timers{};
+    std::list<_fdloop_idler_t> idlers{};
+    std::vector<_fdloop_idler_t*> idler_list{};  // those that are called, in order
 };
 
 namespace {
@@ -91,11 +94,12 @@ void on_descriptor(evutil_socket_t fd, short, void* watch) noexcept {
 
 void arm(const Watch& watch) {
     if (event_add(watch.event.get(), nullptr) != 0) {
-        px_slog(3, "fdloop: cannot watch descriptor %d (%m)\n", watch.fd);
+        px_slog(3, "fdloop: cannot watch descriptor %d (%s)\n", watch.fd, std::strerror(errno));
     }
 }
 
-void register_watch(_fdloop_t* handle, int fd, Watch watch) {
+// noexcept: without memory the process ends here.
+void register_watch(_fdloop_t* handle, int fd, Watch watch) noexcept {
     px_assert(handle != nullptr, kModule);
     if (fd < 0) {
         return;

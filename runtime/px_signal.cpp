@@ -3,8 +3,11 @@
 #include <execinfo.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
+#include <initializer_list>
 
 #include "runtime/px_console.h"
 #include "runtime/px_panic.h"
@@ -57,7 +60,7 @@ void px_set_sig_handler(int sig, void (*handler)(int)) {
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
     if (sigaction(sig, &action, nullptr) != 0) {
-        px_panic("Signal %d handler install failed (%m)\n", sig);
+        px_panic("Signal %d handler install failed (%s)\n", sig, std::strerror(errno));
     }
 }
 

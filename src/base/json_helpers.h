@@ -26,7 +26,7 @@
 // Writes the node, its following siblings and everything below them to the console, one line each, for debugging.
 void cJSON_PrintNodeTree(const cJSON* node);
 
-// Both are always true, whatever the two nodes hold. Containers of this program that are asked to compare nodes
-// rely on that: a node has no equality of its own here, cJSON_Compare() is the deep one.
+// Both answer true whatever the two nodes hold, on purpose: they let templates over cJSON compile and decide nothing.
+// cJSON_Compare() is the comparison.
 bool operator==(const cJSON& left, const cJSON& right);
 bool operator!=(const cJSON& left, const cJSON& right);

@@ -12,8 +12,8 @@ namespace concurrency {
 class scoped_mutex {
   public:
     explicit scoped_mutex(pthread_mutex_t& lock) : m_lock(lock) {
-        ORVALE_ASSERT(pthread_mutex_lock(&m_lock) == 0, "pthread_mutex_lock(&m_lock) == 0", "src/scoped_locking",
-                      "concurrency::scoped_mutex::scoped_mutex(pthread_mutex_t&)");
+        ORVALE_ASSERT(pthread_mutex_lock(&m_lock) == 0, "pthread_mutex_lock(&m_lock) == 0",
+                      "src/scoped_locking", "concurrency::scoped_mutex::scoped_mutex(pthread_mutex_t&)");
     }
     ~scoped_mutex() {
         ORVALE_ASSERT(pthread_mutex_unlock(&m_lock) == 0, "pthread_mutex_unlock(&m_lock) == 0",

@@ -8,6 +8,8 @@
 // Borrows:   run() works on the object, which the destructor does not keep alive until the thread has noticed that
 //            it is cancelled: a class whose run() uses its own members stops and joins the thread in its own
 //            destructor.
+//            A cancelled run() is unwound from the call in which it waits, so it neither waits nor closes a
+//            descriptor inside a noexcept function, destructors included.
 // Threads:   start(), join(), detach() and the destructor belong to the owner's thread.
 // Errors:    the numbers of the pthread calls, 0 for success; -1 for a call that does not fit the state.
 class Thread {

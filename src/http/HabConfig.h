@@ -35,14 +35,16 @@ class HabConfig {
     // Never destroyed: it serves until the process ends. Public for tests, which put their own in its place.
     static HabConfig* theApplicationConfiguration;
 
-  private:
-    // False without a path, a file or its size; contents that are no JSON object stop the process.
+    // The steps of the constructor. False without a path, a file or its size; contents that are no JSON stop the
+    // process, as does a null `cfg`.
     bool parseConfig(const char* cfgPath);
-    void readSettings(cJSON* cfg);
-    void logSettings() const;
     // A copy of the member's string, or of `def`; the caller frees it.
     char* readJsonString(cJSON* cfg, const char* key, const char* def);
     int readJsonInteger(cJSON* cfg, const char* key, int def);
+
+  private:
+    void readSettings(cJSON* cfg);
+    void logSettings() const;
 
     int httpPort = 0;
     MallocedText configBase;

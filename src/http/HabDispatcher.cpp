@@ -76,7 +76,8 @@ bool compile(const Template& parsed, HabHandlerListEntry& entry) {
 
 // The part of the URI that the entry's expression matches, nothing when it does not match. The placeholders
 // become parameters of the request.
-std::optional<std::string> matchEntry(HabRequest& request, const char* uri, const HabHandlerListEntry& entry) {
+std::optional<std::string> matchEntry(HabRequest& request, const char* uri,
+                                      const HabHandlerListEntry& entry) {
     // A placeholder's name in the query string must not stand in for a segment that the path lacks.
     for (const std::string& name : entry.names) {
         request.removeParameter(name.c_str());
@@ -121,12 +122,11 @@ int requiredLevel(HabRequest& request, const std::string& part) {
 bool isAuthorized(HabRequest& request, const HabHandlerListEntry& entry, const std::string& part) {
     const int required = requiredLevel(request, part);
     const int have = request.getSession()->getAccessLevel();
-    logger_function(
-        7, kSource,
-        "#%i: Match: %s Methods: %s%s%s%s Request: %s, AccessLevels required: %d, sessions: %d", 0, entry.pattern,
-        (entry.methods & 1U) != 0 ? "Get" : "", (entry.methods & 2U) != 0 ? "Put" : "",
-        (entry.methods & 4U) != 0 ? "Post" : "", (entry.methods & 8U) != 0 ? "Del" : "", request.getURI(), required,
-        have);
+    logger_function(7, kSource,
+                    "#%i: Match: %s Methods: %s%s%s%s Request: %s, AccessLevels required: %d, sessions: %d",
+                    0, entry.pattern, (entry.methods & 1U) != 0 ? "Get" : "",
+                    (entry.methods & 2U) != 0 ? "Put" : "", (entry.methods & 4U) != 0 ? "Post" : "",
+                    (entry.methods & 8U) != 0 ? "Del" : "", request.getURI(), required, have);
     return required <= have;
 }
 
@@ -162,7 +162,8 @@ int HabDispatcher::registerUri(const char* uri, unsigned int methods, HabHandler
     return 1;
 }
 
-int HabDispatcher::registerUri(const std::list<std::string>& uris, unsigned int methods, HabHandler* handler) {
+int HabDispatcher::registerUri(const std::list<std::string>& uris, unsigned int methods,
+                               HabHandler* handler) {
     for (const std::string& uri : uris) {
         registerUri(uri.c_str(), methods, handler);
     }
@@ -175,7 +176,8 @@ int HabDispatcher::registerHandler(const char* uri, unsigned int methods, HabHan
 
 int HabDispatcher::setHandler(HabRequest* request) {
     HabSession* session = HabSessionImpl::sessionForRequest(request);
-    ORVALE_ASSERT(session != nullptr, "session != __null", kSource, "static int HabDispatcher::setHandler(HabRequest*)");
+    ORVALE_ASSERT(session != nullptr, "session != __null", kSource,
+                  "static int HabDispatcher::setHandler(HabRequest*)");
     preFixup(request);
     logger_function(6, kSource, "Got session with sessionId: %s", session->sessionId());
     request->setSession(session);
@@ -253,7 +255,9 @@ void HabDispatcher::serviceTimers() {
     }
 }
 
-void HabDispatcher::sessionEnded(const char* sessionId) { HabSessionImpl::sessionEnded(sessionId); }
+void HabDispatcher::sessionEnded(const char* sessionId) {
+    HabSessionImpl::sessionEnded(sessionId);
+}
 
 void HabDispatcher::clear() {
     m_handlers.clear();

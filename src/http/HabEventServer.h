@@ -47,8 +47,8 @@ class HabEventServer {
     void generic_handler(evhttp_request* req);
     // Runs when the library lets go of a request.
     void request_gone(evhttp_request* req);
-    // Closes connections that do not get a request finished in time.
-    void sweep_idle();
+    // Closes connections that have not got a request finished within this time; runs every second.
+    void sweep_idle(long max_age_ms);
 
   private:
     bool startHttp();

@@ -20,8 +20,8 @@ class HabRequest;
 //          and sends nothing when the body cannot be read.
 class HabHandler : public HabTimer {
   public:
-    class Setting;     // HabSetting.h
-    class Validator;   // HabValidator.h, with the kinds below
+    class Setting;    // HabSetting.h
+    class Validator;  // HabValidator.h, with the kinds below
     class MinLength;
     class ValidChars;
     class ValidType;
@@ -75,13 +75,14 @@ class HabHandler : public HabTimer {
     using Take = std::function<void(Setting&, JsonPtr)>;
 
     void appendSetting(Setting* setting, Validator* const* chain);
+    // The three kinds of request. False: the body cannot be read.
+    bool handleNotification(HabRequest& request);
+    void handleRead(HabRequest& request, cJSON* result);
+    bool handleWrite(HabRequest& request);
+
+    JsonPtr parseRequest(const std::string& text);
     void takeMatching(cJSON* items, const Take& take);
     void refuseRest(const cJSON* items, const std::string& message);
-    JsonPtr parseRequest(const char* text, bool array);
-    int handleNotification(HabRequest* request);
-    void handleRead(HabRequest* request, cJSON* result);
-    int handleWrite(HabRequest* request);
-    int finishRequest(HabRequest* request, const cJSON* result);
 
     JsonPtr m_errors;
     std::vector<Setting*> m_settings;

@@ -35,9 +35,14 @@ const char* method_text(evhttp_cmd_type command) {
     }
 }
 
-// The URI of a request, null when the library does not parse it (or has found the request broken).
+// The URI of a request, null when the library does not parse it (or has found the request broken). The parser takes
+// what follows two slashes at the start for a host; in a request it is a path like any other, and doubled slashes
+// count as one.
 UriPtr parse_uri(evhttp_request* req) {
     const char* text = evhttp_request_get_uri(req);
+    while (text != nullptr && text[0] == '/' && text[1] == '/') {
+        ++text;
+    }
     return UriPtr(text == nullptr ? nullptr : evhttp_uri_parse(text));
 }
 

@@ -68,7 +68,9 @@ Function libraryFunction(const char* name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-void onPiece(evhttp_request* req, void*) { copyOf(records, req).pieces.call(req); }
+void onPiece(evhttp_request* req, void*) {
+    copyOf(records, req).pieces.call(req);
+}
 
 int onHeaders(evhttp_request* req, void* http) {
     copyOf(servers, static_cast<evhttp*>(http)).prehandle.call(req);
@@ -106,7 +108,8 @@ extern "C" evhttp_request* evhttp_request_new(void (*cb)(evhttp_request*, void*)
     if (req != nullptr) {
         evhttp_request_set_header_cb(req, onHeaders);
         const std::lock_guard guard(tablesLock);
-        records[req] = Record{.http = http, .serve = cb, .created = Clock::now()};
+        records[req] =
+            Record{.http = http, .serve = cb, .created = Clock::now(), .complete = false, .pieces = {}};
     }
     return req;
 }
@@ -120,7 +123,7 @@ extern "C" void evhttp_request_free(evhttp_request* req) {
             const std::lock_guard guard(tablesLock);
             const auto node = records.extract(req);
             if (!node.empty()) {
-                gone = servers[node.mapped().http].gone;
+                gone = servers.at(node.mapped().http).gone;
             }
         }
         gone.call(req);
@@ -142,7 +145,9 @@ void evhttp_hooks_set_gone_cb(evhttp* http, evhttp_hook_cb cb, void* arg) {
     servers[http].gone = {cb, arg};
 }
 
-bool evhttp_hooks_is_complete(const evhttp_request* req) { return copyOf(records, req).complete; }
+bool evhttp_hooks_is_complete(const evhttp_request* req) {
+    return copyOf(records, req).complete;
+}
 
 void evhttp_hooks_close_stale(evhttp* http, long max_age_ms) {
     const Clock::time_point limit = Clock::now() - std::chrono::milliseconds(max_age_ms);

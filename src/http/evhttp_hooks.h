@@ -24,8 +24,8 @@ using evhttp_hook_cb = void (*)(evhttp_request* req, void* arg);
 // any case when the request is complete. The hook does not answer the request.
 void evhttp_set_prehandle_cb(evhttp* http, evhttp_hook_cb cb, void* arg);
 
-// Sets the argument that the body pieces' callback receives, from inside the pre-handle hook or later. Nothing
-// happens for a request that is not a live one of a registered server.
+// Sets the argument that the body pieces' callback receives, from inside the pre-handle hook or later; until then
+// it is null. Nothing happens for a request that is not a live one of a registered server.
 void evhttp_set_cb_arg(evhttp_request* req, void* arg);
 
 // Called exactly once for every request of the server, just before the library frees it, however it has ended:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <list>
 
 #include "src/http/HabController.h"
@@ -17,7 +18,7 @@
 // Errors:  every request is answered, with an error status if need be.
 class BaseApiController : public HabController, public ApiControllerInterface {
   public:
-    enum CRUD { CRUD_CREATE = 0, CRUD_READ = 1, CRUD_UPDATE = 2, CRUD_DELETE = 3 };
+    enum CRUD : int { CRUD_CREATE = 0, CRUD_READ = 1, CRUD_UPDATE = 2, CRUD_DELETE = 3 };
 
     // The API path is copied.
     BaseApiController(_cbus_conn_t* conn, NotificationManager* notificationManager, _fdloop_t* fdloop,
@@ -71,6 +72,8 @@ class BaseApiController : public HabController, public ApiControllerInterface {
     [[nodiscard]] static bool enterLevel(Position& position, const char* segment, EntryRule rule);
     [[nodiscard]] static bool walkLevels(HabRequest* request, std::size_t first_level, EntryRule rule,
                                          Position& position);
+
+    void handleSubscriptionListOperation(CRUD operation, HabRequest* request);
 
     static const std::array<const char*, 8> RES_LEVEL_NAMES;
     static std::list<BaseApiController*> sm_controllers;

@@ -51,6 +51,7 @@ class BaseCollection : public BasePathHandler {
   private:
     // Cut to 199 characters.
     [[nodiscard]] std::string entryPath(const char* entry) const;
+    [[nodiscard]] SubscriberNotice entryNotice(const char* entry);
 
     std::map<std::string, SubscriptionMap, std::less<>> entrySubscriptions;
 };

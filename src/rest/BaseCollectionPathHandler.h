@@ -6,9 +6,9 @@
 #include <map>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 #include "src/base/owners.h"
-#include "src/http/StatusCode.h"
 #include "src/rest/BaseCollection.h"
 
 // How the entries of a collection are released; kCjson says also that they are JSON already.
@@ -29,13 +29,7 @@ struct EntryRelease {
     }
 };
 
-// Orders owned names as strcmp does; a lookup takes a plain text.
-struct cmp_str_lessthan {
-    using is_transparent = void;
-    static const char* text(const char* name) { return name; }
-    static const char* text(const MallocedText& name) { return name.get(); }
-    bool operator()(const auto& a, const auto& b) const { return std::strcmp(text(a), text(b)) < 0; }
-};
+using cmp_str_lessthan = cmp_str;
 
 // BaseCollectionPathHandler: a collection that holds its entries by name and answers reads of them.
 // Owns: the entries and their names.
@@ -96,7 +90,7 @@ void BaseCollectionPathHandler<T>::readEntryOperation(const char* entry, HabRequ
     sync();
     T* const value = findEntry(entry);
     if (value == nullptr) {
-        request->replyFinish(StatusCode::Value{404});
+        request->replyFinish(StatusCode::kNotFound);
         return;
     }
     if constexpr (std::is_same_v<T, cJSON>) {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +11,9 @@
 #include "src/base/owners.h"
 #include "src/http/HabRequest.h"
 #include "src/rest/ApiControllerInterface.h"
+#include "src/rest/SubscriptionRules.h"
+
+class SubscriberNotice;
 
 // BasePathHandler: one resource in the tree of a controller. A class that overrides nothing is a container that
 // gives its children their place in the path.
@@ -20,20 +23,8 @@
 // Threads:   loop thread only.
 // Callbacks: a notification may end the session that it is sent to; subscriptions vanish then, nodes do not.
 // Errors:    every failure of a request is answered on the request as an HTTP status.
-class BasePathHandler {
+class BasePathHandler : public SubscriptionRules {
   public:
-    enum class DataInclude : std::uint32_t { kAll = 0, kUpdated = 1, kNone = 2 };
-
-    // What one session wants to hear of one node.
-    struct subscription {
-        bool recursive = false;  // also of changes of nodes below this one
-        DataInclude data_include = DataInclude::kAll;
-    };
-
-    // By the session's number id.
-    using SubscriptionMap = std::map<unsigned int, subscription>;
-    // Whom to notify; the records are borrowed.
-    using NotifyMap = std::map<unsigned int, subscription*>;
     // Changed attributes by name; names and values are borrowed.
     using AttributeMap = std::map<const char*, cJSON*, cmp_str>;
 
@@ -60,7 +51,7 @@ class BasePathHandler {
     virtual void addSubscriptionsBelow(unsigned int sessionId, cJSON* array);
 
     // Null while the node is not attached below a node that has a path.
-    [[nodiscard]] const char* getPath() const { return path.get(); }
+    [[nodiscard]] const char* getPath() const { return path ? path->c_str() : nullptr; }
 
     // Takes ownership of the handler. A child of that name gives up its place but lives as long as this node,
     // because others may still point at it.
@@ -74,8 +65,9 @@ class BasePathHandler {
     // For a node that stands alone, outside of a tree.
     void test_setApiAndPath(ApiControllerInterface* controller, const char* new_path);
 
-    // Requests about the session's own subscription on this node; each answers the request (401 without a
-    // session).
+    // Requests about the session's own subscription on this node; each answers the request.
+    using SubscriptionRules::createSubscription;
+    using SubscriptionRules::updateSubscription;
     void createSubscription(HabRequest* request);
     void readSubscription(HabRequest* request);
     void updateSubscription(HabRequest* request);
@@ -83,12 +75,6 @@ class BasePathHandler {
 
     // Borrowed, valid until the subscription ends; null when the session has none.
     [[nodiscard]] subscription* getSubscription(unsigned int sessionId);
-    [[nodiscard]] static subscription createSubscription(const cJSON* params);
-    static void updateSubscription(subscription* record, const cJSON* params);
-    // 202 for valid parameters, else 400. Null (no parameters) is valid for a create alone.
-    [[nodiscard]] static int validateSubscriptionCreateParams(const cJSON* params);
-    [[nodiscard]] static int validateSubscriptionUpdateParams(const cJSON* params);
-    [[nodiscard]] static JsonPtr createSubscriptionJson(const char* api_path, const subscription* record);
 
     // For subclasses, after they changed their data, which stays the caller's.
     void notifyCreated(cJSON* data);
@@ -108,18 +94,6 @@ class BasePathHandler {
     void deregisterConfigChange(const char* key);
     // Null, with a line in the log, for a node outside of a tree.
     [[nodiscard]] _cbus_conn_t* getCBusConnection();
-    // The payload of a JSON request: the member "data" of its body; null when there is none.
-    [[nodiscard]] static JsonPtr readRequestData(HabRequest* request);
-
-    // The shared halves of the subscription requests on nodes and on entries of collections. Where they answer
-    // false or null, the request has been answered.
-    [[nodiscard]] static HabSession* sessionOf(HabRequest* request);
-    [[nodiscard]] static bool acceptSubscription(HabRequest* request, const subscription* existing,
-                                                 subscription* accepted);
-    static void replySubscription(HabRequest* request, int status, const JsonPtr& record);
-    static void applySubscriptionUpdate(HabRequest* request, subscription* record);
-    static void gatherSubscriptions(SubscriptionMap& records, bool recursive_only,
-                                    std::unique_ptr<NotifyMap>& into);
 
     ApiControllerInterface* getApi() const { return api; }
 
@@ -127,13 +101,13 @@ class BasePathHandler {
     using ChildMap = std::map<const char*, std::unique_ptr<BasePathHandler>, cmp_str>;
 
     static void ChangeCb(unsigned int count, const config_data_t* data, void* ctrl);
-    void setPath(MallocedText new_path);
+    [[nodiscard]] SubscriberNotice notice();
 
     SubscriptionMap subscriptions;
     std::unique_ptr<ChildMap> subPathHandlers;  // null until the first child is added
     ApiControllerInterface* api = nullptr;
     BasePathHandler* parent = nullptr;
-    MallocedText path;
+    std::optional<std::string> path;
     std::list<std::unique_ptr<BasePathHandler>> m_replaced_handlers;
     std::vector<std::string> m_watched_keys;
 };

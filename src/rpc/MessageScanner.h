@@ -5,7 +5,7 @@
 
 // MessageScanner: finds where messages end in a stream of bare JSON objects without length or delimiter:
 // where the curly braces balance. Braces inside JSON strings count like all others, so clients send no string
-// in which they are unbalanced; it stays so because the clients in the field rely on this framing as it is.
+// in which they are unbalanced. It stays so: both ends of the socket frame alike.
 // A scan goes on where the last one stopped, so that a long message that comes in many pieces is read only
 // once.
 class MessageScanner {

@@ -44,8 +44,7 @@ void NotificationManager::removeTransport(RPCTransport* transport) {
     std::erase_if(transports, [transport](const auto& entry) { return entry.second == transport; });
 }
 
-void NotificationManager::notify(unsigned int sessionId, const char* method, const char* path,
-                                 const cJSON* data) {
+void NotificationManager::notify(unsigned int sessionId, const char* method, const char* path, cJSON* data) {
     const auto found = transports.find(sessionId);
     if (found == transports.end()) {
         logger_function(4, kModule, "Transport NOT found");
@@ -54,10 +53,8 @@ void NotificationManager::notify(unsigned int sessionId, const char* method, con
     const JsonPtr params(cJSON_CreateObject());
     cJSON_AddStringToObject(params.get(), "path", path);
     if (data != nullptr) {
-        JsonPtr copy(cJSON_Duplicate(data, true));
-        if (cJSON_AddItemToObject(params.get(), "data", copy.get())) {
-            static_cast<void>(copy.release());
-        }
+        // A reference: the text is printed before the caller goes on, a copy would tell the same.
+        cJSON_AddItemReferenceToObject(params.get(), "data", data);
     }
     found->second->getServer()->sendNotification(method, params.get(), found->second);
 }

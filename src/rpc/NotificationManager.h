@@ -30,7 +30,7 @@ class NotificationManager final {
     virtual void removeTransport(RPCTransport* transport);
 
   private:
-    void notify(unsigned int sessionId, const char* method, const char* path, const cJSON* data);
+    void notify(unsigned int sessionId, const char* method, const char* path, cJSON* data);
 
     std::map<unsigned int, RPCTransport*> transports;
 };

@@ -4,6 +4,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/json_helpers.h"
 #include "src/rpc/Funct.h"
 #include "src/rpc/RPCTransport.h"
 #include "src/rpc/TransportListener.h"
@@ -119,11 +120,11 @@ JsonPtr RPCServer::answerMessage(const cJSON* message, RPCTransport* transport) 
     }
     // Ids are numbers: any other id, true and false included, is answered with 0.
     const int id_number = cJSON_IsNumber(id) ? id->valueint : 0;
-    replace_member(response.get(), "id", JsonPtr(cJSON_CreateNumber(id_number)));
+    replace_member(response.get(), "id", JsonPtr(cJSON_CreateInt(id_number)));
     return response;
 }
 
-void RPCServer::sendNotification(const char* method, const cJSON* params, RPCTransport* transport) {
+void RPCServer::sendNotification(const char* method, cJSON* params, RPCTransport* transport) {
     ORVALE_ASSERT(method != nullptr, "methodName", kModule,
                   "void RPCServer::sendNotification(const char*, cJSON*, RPCTransport*)");
     if (transport == nullptr) {

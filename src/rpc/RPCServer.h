@@ -41,7 +41,7 @@ class RPCServer {
     void handleMessage(cJSON* message, RPCTransport* transport);
     // Sends at once, or after the response of the request that is being handled. `method` is never null;
     // `params` may be null and stays with the caller, unchanged; a null transport sends nothing.
-    void sendNotification(const char* method, const cJSON* params, RPCTransport* transport);
+    void sendNotification(const char* method, cJSON* params, RPCTransport* transport);
     // Sends and frees the queue; does nothing while a message is being handled.
     void sendQueuedNotification();
 

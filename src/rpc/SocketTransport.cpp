@@ -24,14 +24,10 @@ constexpr int kEventWithoutContext = 44;
 constexpr int kListenerWithoutContext = 58;
 constexpr int kSendWithoutConnection = 253;
 
-void assert_that(bool condition, int number) {
-    if (!condition) {
-        px_panic("*** ASSERT in %s at %d\n", "SocketTransport.cpp", number);
-    }
-}
+constexpr const char* kPanicSource = "SocketTransport.cpp";
 
 SocketTransport* transport_of(void* context, int number) {
-    assert_that(context != nullptr, number);
+    px_assert(context != nullptr, kPanicSource, number);
     return static_cast<SocketTransport*>(context);
 }
 
@@ -64,16 +60,6 @@ bool passes_by_itself(int error) {
 std::string_view trim_message(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of("\r\n"), text.size()));
     return text.substr(0, text.find('\0'));
-}
-
-// The place of the last parse error, which the library keeps as a pointer into text that has no end of its
-// own.
-std::string_view error_position(std::string_view text) {
-    const char* position = cJSON_GetErrorPtr();
-    if (position < text.data() || position > text.data() + text.size()) {
-        return {};
-    }
-    return text.substr(static_cast<size_t>(position - text.data()));
 }
 
 }  // namespace
@@ -191,15 +177,16 @@ void SocketTransport::receive(std::string_view text) {
     logger_function(7, kModule, "Got message: %.*s\n", static_cast<int>(text.size()), text.data());
     const JsonPtr message(cJSON_ParseWithLength(text.data(), text.size()));
     if (message == nullptr) {
-        const std::string_view rest = error_position(text);
-        logger_function(3, kModule, "JSON parse error: %.*s\n", static_cast<int>(rest.size()), rest.data());
+        // The library points into the text, which has no end of its own.
+        text.remove_prefix(static_cast<size_t>(cJSON_GetErrorPtr() - text.data()));
+        logger_function(3, kModule, "JSON parse error: %.*s\n", static_cast<int>(text.size()), text.data());
         return;
     }
     dataReceived(message.get());
 }
 
 void SocketTransport::sendData(const char* text) {
-    assert_that(m_connection != nullptr, kSendWithoutConnection);
+    px_assert(m_connection != nullptr, kPanicSource, kSendWithoutConnection);
     if (m_isClosing) {
         return;
     }

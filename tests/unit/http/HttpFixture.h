@@ -15,6 +15,7 @@
 #include <string_view>
 #include <utility>
 
+#include <event2/bufferevent.h>
 #include <event2/event.h>
 #include <event2/http.h>
 #include <gtest/gtest.h>
@@ -174,6 +175,24 @@ class HttpFixture : public ::testing::Test {
     }
 
     RawHttpClient connect() { return {m_base.get(), m_port}; }
+
+    // A request that waits for its answer while its client has gone. The library only sees a client go while it
+    // reads from it, which it stops doing during the wait.
+    evhttp_request* requestOfGoneClient() {
+        evhttp_request* waiting = nullptr;
+        onRequest = [&](evhttp_request* req) {
+            waiting = req;
+            bufferevent_enable(evhttp_connection_get_bufferevent(evhttp_request_get_connection(req)),
+                               EV_READ);
+        };
+        RawHttpClient client = connect();
+        client.send("GET / HTTP/1.1\r\n\r\n");
+        client.close();
+        EXPECT_TRUE(pump_until(m_base.get(), [&] {
+            return waiting != nullptr && evhttp_request_get_connection(waiting) == nullptr;
+        }));
+        return waiting;
+    }
 
     EventBasePtr m_base;
     COwned<evhttp, evhttp_free> m_http;

@@ -18,7 +18,9 @@ FakeClock::FakeClock() {
     clock_is_fake = true;
 }
 
-FakeClock::~FakeClock() { clock_is_fake = false; }
+FakeClock::~FakeClock() {
+    clock_is_fake = false;
+}
 
 void FakeClock::SetWallClock(std::time_t seconds, long microseconds) {
     wall_clock = {.tv_sec = seconds, .tv_usec = microseconds};
@@ -34,7 +36,9 @@ void FakeClock::AdvanceMonotonicMs(long ms) {
     monotonic_clock.tv_nsec = nanoseconds % 1000000000;
 }
 
-timespec FakeClock::Monotonic() const { return monotonic_clock; }
+timespec FakeClock::Monotonic() const {
+    return monotonic_clock;
+}
 
 // These replace the C library's functions for the whole test program, its shared libraries included.
 

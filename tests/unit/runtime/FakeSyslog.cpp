@@ -39,7 +39,9 @@ void openlog(const char* identity, int option, int facility) {
            std::to_string(option) + " " + std::to_string(facility));
 }
 
-void closelog() { record("closelog"); }
+void closelog() {
+    record("closelog");
+}
 
 int setlogmask(int mask) noexcept {
     record("setlogmask " + std::to_string(mask));
@@ -50,7 +52,7 @@ void vsyslog(int priority, const char* format, va_list args) {
     char text[1024];
     std::vsnprintf(text, sizeof text, format, args);
     record("syslog " + std::to_string(priority) + " " + text);
-    std::fputs(text, stderr);
+    std::fprintf(stderr, "%s\n", text);
 }
 
 void syslog(int priority, const char* format, ...) {

@@ -89,7 +89,9 @@ TEST(PxPuts, WritesTheTextToStandardOutput) {
     EXPECT_EQ(written, 6);
 }
 
-TEST(PxPuts, AnswersZeroForAnEmptyText) { EXPECT_EQ(px_puts(""), 0); }
+TEST(PxPuts, AnswersZeroForAnEmptyText) {
+    EXPECT_EQ(px_puts(""), 0);
+}
 
 TEST(PxPuts, WritesEverythingAcrossInterruptedAndPartialWrites) {
     const std::string text(300000, 'x');

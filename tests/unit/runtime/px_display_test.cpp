@@ -16,7 +16,9 @@ std::string Dump(char mode, const void* data, std::size_t count, std::uintptr_t 
     return GetCapturedStdout();
 }
 
-constexpr const char* kText = "Hello, world!\n\x01\xff" "ABCD";
+constexpr const char* kText =
+    "Hello, world!\n\x01\xff"
+    "ABCD";
 
 }  // namespace
 
@@ -38,17 +40,22 @@ TEST(PxDataDisplay, PrintsWordsWithTheirTextInColumnFortySeven) {
               "00000010: 44434241                             ABCD\n");
 }
 
-TEST(PxDataDisplay, TakesAnUnknownModeAsWords) { EXPECT_EQ(Dump('?', kText, 5, 0), Dump('w', kText, 5, 0)); }
+TEST(PxDataDisplay, TakesAnUnknownModeAsWords) {
+    EXPECT_EQ(Dump('?', kText, 5, 0), Dump('w', kText, 5, 0));
+}
 
-TEST(PxDataDisplay, PrintsNothingForACountOfZero) { EXPECT_EQ(Dump('b', kText, 0, 0), ""); }
+TEST(PxDataDisplay, PrintsNothingForACountOfZero) {
+    EXPECT_EQ(Dump('b', kText, 0, 0), "");
+}
 
 TEST(PxDataDisplay, ReadsWordsAtAnyAddress) {
-    EXPECT_EQ(Dump('w', kText + 1, 1, 0), "00000000: 2c6f6c6c                             ll??\n");
+    EXPECT_EQ(Dump('w', kText + 1, 1, 0), "00000000: 6f6c6c65                             ello\n");
 }
 
 TEST(PxMemDisplay, LabelsTheLinesWithTheAddress) {
     char label[16];
-    std::snprintf(label, sizeof label, "%08x:", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(kText)));
+    std::snprintf(label, sizeof label,
+                  "%08x:", static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(kText)));
     CaptureStdout();
 
     px_mem_display('b', kText, 20);

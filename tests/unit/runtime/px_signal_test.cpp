@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -15,7 +16,9 @@ namespace {
 
 int signals_seen = 0;
 
-void count_signal(int) { ++signals_seen; }
+void count_signal(int) {
+    ++signals_seen;
+}
 
 // The backtrace goes to standard output; death tests look at standard error.
 void UseDefaultHandlersWithOutputOnStderr() {
@@ -29,7 +32,9 @@ void RaiseUnderDefaultHandlers(int sig) {
     _exit(7);
 }
 
-void say_goodbye() { [[maybe_unused]] const auto count = write(STDERR_FILENO, "goodbye", 7); }
+void say_goodbye() {
+    [[maybe_unused]] const auto count = write(STDERR_FILENO, "goodbye", 7);
+}
 
 }  // namespace
 
@@ -84,7 +89,7 @@ TEST(PxDefaultSigHandlersDeathTest, TurnAPanicIntoABacktraceAndStatusOne) {
             UseDefaultHandlersWithOutputOnStderr();
             px_panic("out of %s\n", "luck");
         },
-        ExitedWithCode(1), "out of luck\n\\*\\*\\* signal_handler: signal=6");
+        ExitedWithCode(1), "out of luck\n+\\*\\*\\* signal_handler: signal=6");
 }
 
 TEST(PxDefaultSigHandlersDeathTest, AnswerTheResultOfTheLastInstallation) {

@@ -125,9 +125,13 @@ TEST(PxDelay, WaitsAtLeastTheMicroseconds) {
     EXPECT_GE(px_time_us_elapsed(start), waited);
 }
 
-TEST(PxDelay, WaitsAtLeastTheMilliseconds) { EXPECT_GE(px_time_ms_delay(2), 2000u); }
+TEST(PxDelay, WaitsAtLeastTheMilliseconds) {
+    EXPECT_GE(px_time_ms_delay(2), 2000u);
+}
 
-TEST(PxDelay, OfNothingReturnsAtOnce) { EXPECT_EQ(px_time_us_delay(0), 0u); }
+TEST(PxDelay, OfNothingReturnsAtOnce) {
+    EXPECT_EQ(px_time_us_delay(0), 0u);
+}
 
 TEST(PxUtc, BreaksSecondsDownInUtcWhateverTheLocalZone) {
     const LocalZone zone("EST5");

@@ -1,0 +1,81 @@
+#include "device/cbusd/PendingRequests.h"
+
+#include <iterator>
+#include <utility>
+
+namespace {
+
+// 0 is what a provider sends that does not carry the tag through; it must match nothing.
+constexpr size_t kTags = UINT16_MAX;
+
+}  // namespace
+
+std::optional<uint16_t> PendingRequests::add(PendingRequest request) {
+    const auto origin = m_per_origin.find(request.origin);
+    if (m_by_tag.size() >= kTags || (origin != m_per_origin.end() && origin->second >= kMaxPerOrigin)) {
+        return std::nullopt;
+    }
+    do {
+        ++m_last_tag;
+    } while (m_last_tag == 0 || m_by_tag.contains(m_last_tag));
+    ++m_per_origin[request.origin];
+    m_by_age.push_back({m_last_tag, std::move(request)});
+    m_by_tag.emplace(m_last_tag, std::prev(m_by_age.end()));
+    return m_last_tag;
+}
+
+std::optional<PendingRequest> PendingRequests::take(ClientId provider, const cbus_header_t& reply) {
+    const auto found = m_by_tag.find(reply.reserved);
+    if (found == m_by_tag.end()) {
+        return std::nullopt;
+    }
+    const PendingRequest& request = found->second->request;
+    if (request.provider != provider || request.header.seqn != reply.seqn ||
+        request.header.src != reply.src) {
+        return std::nullopt;
+    }
+    return remove(found->second);
+}
+
+std::vector<PendingRequest> PendingRequests::take_expired(uint32_t now_ms, uint32_t timeout_ms) {
+    std::vector<PendingRequest> expired;
+    while (!m_by_age.empty() && now_ms - m_by_age.front().request.sent_ms >= timeout_ms) {
+        expired.push_back(remove(m_by_age.begin()));
+    }
+    return expired;
+}
+
+std::vector<PendingRequest> PendingRequests::take_of_provider(ClientId provider) {
+    std::vector<PendingRequest> taken;
+    for (auto entry = m_by_age.begin(); entry != m_by_age.end();) {
+        const auto current = entry++;
+        if (current->request.provider == provider) {
+            taken.push_back(remove(current));
+        }
+    }
+    return taken;
+}
+
+void PendingRequests::drop_origin(ClientId origin) {
+    for (auto entry = m_by_age.begin(); entry != m_by_age.end();) {
+        const auto current = entry++;
+        if (current->request.origin == origin) {
+            remove(current);
+        }
+    }
+}
+
+const PendingRequest* PendingRequests::oldest() const {
+    return m_by_age.empty() ? nullptr : &m_by_age.front().request;
+}
+
+PendingRequest PendingRequests::remove(Entries::iterator entry) {
+    PendingRequest request = std::move(entry->request);
+    m_by_tag.erase(entry->tag);
+    m_by_age.erase(entry);
+    const auto origin = m_per_origin.find(request.origin);
+    if (--origin->second == 0) {
+        m_per_origin.erase(origin);
+    }
+    return request;
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "device/cbusd/ClientConnection.h"
+
+struct PendingRequest {
+    ClientId origin;
+    ClientId provider;
+    cbus_header_t header;  // as the origin sent it
+    std::string name;      // as the origin sent it, with its NUL; empty without a name
+    uint32_t sent_ms;
+};
+
+// PendingRequests: requests that were passed on to a provider and wait for its reply, by a tag that the provider
+// carries through. A request leaves by the first of take(), take_expired(), take_of_provider() and drop_origin().
+// Errors: add() answers nothing when the origin has kMaxPerOrigin requests waiting or every tag is taken.
+// Units:  milliseconds of px_time_ms(), which may wrap.
+class PendingRequests {
+  public:
+    // Far above what a client that waits for its replies can have, far below the number of tags.
+    static constexpr size_t kMaxPerOrigin = 4096;
+
+    // Requests are added in the order of their sent_ms. Answers the tag, never 0.
+    [[nodiscard]] std::optional<uint16_t> add(PendingRequest request);
+    // The request that this reply answers, if the tag in its header is of one that this provider was asked.
+    [[nodiscard]] std::optional<PendingRequest> take(ClientId provider, const cbus_header_t& reply);
+    [[nodiscard]] std::vector<PendingRequest> take_expired(uint32_t now_ms, uint32_t timeout_ms);
+    [[nodiscard]] std::vector<PendingRequest> take_of_provider(ClientId provider);
+    void drop_origin(ClientId origin);
+
+    [[nodiscard]] const PendingRequest* oldest() const;
+
+  private:
+    struct Entry {
+        uint16_t tag;
+        PendingRequest request;
+    };
+    using Entries = std::list<Entry>;
+
+    PendingRequest remove(Entries::iterator entry);
+
+    Entries m_by_age;  // oldest first
+    std::unordered_map<uint16_t, Entries::iterator> m_by_tag;
+    std::unordered_map<ClientId, size_t> m_per_origin;
+    uint16_t m_last_tag = 0;
+};

@@ -1,0 +1,275 @@
+#include "src/http/HabEventServer.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include <event2/bufferevent.h>
+#include <event2/event_compat.h>
+#include <event2/http.h>
+#include <event2/thread.h>
+
+#include "runtime/logging.h"
+#include "src/base/assertion.h"
+#include "src/http/AccessMap.h"
+#include "src/http/HabDispatcher.h"
+#include "src/http/HabHandler.h"
+#include "src/http/HabRequestEvent.h"
+#include "src/http/HabSession.h"
+#include "src/http/http_reply.h"
+
+namespace {
+
+constexpr const char* kSource = "src/HabEventServer";
+constexpr int kBacklog = 10240;
+constexpr long kMaxHeaderBytes = 64L * 1024;
+constexpr long kMaxBodyBytes = 16L * 1024 * 1024;
+constexpr int kTimeoutSeconds = 60;
+constexpr long kMaxIncompleteMs = 60 * 1000;
+constexpr timeval kSweepInterval = {1, 0};
+
+#define HAB_ASSERT(condition, expression) ORVALE_ASSERT(condition, expression, kSource, __PRETTY_FUNCTION__)
+
+const char* uriText(evhttp_request* req) {
+    const char* uri = evhttp_request_get_uri(req);
+    return uri != nullptr ? uri : "(null)";
+}
+
+bool isServable(evhttp_request* req) {
+    const bool servable = HabRequestEvent::isServable(req);
+    if (!servable) {
+        logger_function(3, kSource, "No path in request for %s", uriText(req));
+    }
+    return servable;
+}
+
+// The library limits headers and body, but not the line in front of a chunk, nor what a client sends behind its
+// request while the answer is on its way. Nothing legal is longer than one body and its framing.
+void limitInput(evhttp_request* req) {
+    bufferevent* connection = evhttp_connection_get_bufferevent(evhttp_request_get_connection(req));
+    bufferevent_setwatermark(connection, EV_READ, 0, static_cast<size_t>(kMaxBodyBytes + kMaxHeaderBytes));
+}
+
+bool mayStream(HabRequest& request) {
+    return request.getSession() != nullptr &&
+           request.getSession()->getAccessLevel() >=
+               AccessMap::getInstance()->getAccessLevel(request.getURI(), request.getMethod());
+}
+
+int portOf(int listener) {
+    sockaddr_in address{};
+    socklen_t size = sizeof(address);
+    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin_port);
+}
+
+// The bind is not tried again: a second server on the port is a mistake that an operator has to see, and the
+// process stays alive to be found in the process list and in the log.
+[[noreturn]] void complainForEver() {
+    for (;;) {
+        logger_function(3, kSource, "libevent - could not create HTTP server!");
+        logger_function(3, kSource, "libevent - trying again in 5 secs");
+        sleep(5);
+    }
+}
+
+void onGone(evhttp_request* req, void* arg) {
+    static_cast<HabEventServer*>(arg)->request_gone(req);
+}
+
+void onSweep(evutil_socket_t, short, void* arg) {
+    static_cast<HabEventServer*>(arg)->sweep_idle(kMaxIncompleteMs);
+}
+
+}  // namespace
+
+HabEventServer::HabEventServer(int port) : m_port(port), m_instanceId(static_cast<unsigned long>(random())) {
+    evthread_use_pthreads();
+    m_evbase.reset(event_init());
+}
+
+HabEventServer::~HabEventServer() = default;
+
+void HabEventServer::dispatch_event() {
+    event_base_dispatch(m_evbase.get());
+}
+
+void HabEventServer::setInstanceId(unsigned long id) {
+    m_instanceId = id;
+    // Clients know ids of at most nine characters: the last digit of a longer one is cut off.
+    std::snprintf(m_instanceIdText, sizeof(m_instanceIdText), "0x%lx", m_instanceId);
+}
+
+int HabEventServer::run() {
+    logger_function(6, kSource, "libevent - starting server");
+    std::signal(SIGPIPE, SIG_IGN);
+    if (m_port < 0) {
+        logger_function(6, kSource, "HTTP disabled");
+    } else if (!startHttp()) {
+        return -1;
+    }
+    dispatch_event();
+    m_sweepTimer.reset();
+    m_http.reset();
+    m_evbase.reset();
+    return 0;
+}
+
+// A socket that has got its port and then fails is left open on purpose: it keeps the port, so that nothing else
+// answers there in this daemon's place while run() complains.
+int HabEventServer::bindSocket(int port) {
+    if (port > 65535) {
+        return -1;
+    }
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    if (fd < 0 || setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0 ||
+        bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+        listen(fd, kBacklog) != 0 || fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK) != 0) {
+        return -1;
+    }
+    return fd;
+}
+
+bool HabEventServer::startHttp() {
+    UniqueFd listener(bindSocket(m_port));
+    if (!listener.valid()) {
+        complainForEver();
+    }
+    m_http.reset(evhttp_new(m_evbase.get()));
+    if (!m_http || evhttp_accept_socket(m_http.get(), listener.get()) != 0) {
+        return false;
+    }
+    m_boundPort = portOf(listener.release());
+    evhttp_set_max_headers_size(m_http.get(), kMaxHeaderBytes);
+    evhttp_set_max_body_size(m_http.get(), kMaxBodyBytes);
+    evhttp_set_timeout(m_http.get(), kTimeoutSeconds);
+    evhttp_set_gencb(m_http.get(), generic_handlerCb, this);
+    evhttp_set_prehandle_cb(m_http.get(), prehandlecb, this);
+    evhttp_hooks_set_gone_cb(m_http.get(), onGone, this);
+    m_sweepTimer.reset(event_new(m_evbase.get(), -1, EV_PERSIST, onSweep, this));
+    return m_sweepTimer && event_add(m_sweepTimer.get(), &kSweepInterval) == 0;
+}
+
+void HabEventServer::pre_handler(evhttp_request* req) {
+    if (req == nullptr) {
+        logger_function(3, kSource, "pre_handler() Request is null!");
+        return;
+    }
+    const char* uri = uriText(req);
+    logger_function(7, kSource, "pre_handler() Request for %s", uri);
+    limitInput(req);
+    if (std::strncmp(uri, "/publish", std::strlen("/publish")) == 0) {
+        logger_function(7, kSource, "pre_handler() URI is a /publish handler");
+        return;
+    }
+    if (evhttp_request_get_command(req) != EVHTTP_REQ_POST || !isServable(req)) {
+        return;
+    }
+    std::unique_ptr<HabRequestEvent> habReq(new (std::nothrow) HabRequestEvent(req));
+    HAB_ASSERT(habReq != nullptr, "habReq != __null");
+    // A refusal goes out when the body has been read: the client may still be sending it.
+    habReq->holdAnswers();
+    HabDispatcher::setHandler(habReq.get());
+    startStreaming(req, *habReq);
+    if (habReq->isDiscarded()) {
+        logger_function(7, kSource, "Deleting habReq");
+        return;
+    }
+    logger_function(7, kSource, "Saving HabRequest in cache");
+    requestCache[req] = std::move(habReq);
+}
+
+void HabEventServer::startStreaming(evhttp_request* req, HabRequestEvent& habReq) {
+    HabHandler* handler = habReq.getHandler();
+    if (handler == nullptr || !handler->isStreaming(&habReq) || !mayStream(habReq)) {
+        return;
+    }
+    logger_function(7, kSource, "Calling streaming handler");
+    if (handler->handleChunk(&habReq, habReq.getChunkCtx()) > 0) {
+        logger_function(7, kSource, "Setting up for streaming receive");
+        evhttp_set_cb_arg(req, &habReq);
+        evhttp_request_set_chunked_cb(req, chunkedCb);
+    }
+}
+
+void HabEventServer::chunk_handler(HabRequest* habReq) {
+    logger_function(7, kSource, " HabEventServer::chunk_handler() called");
+    HabHandler* handler = habReq->getHandler();
+    if (handler == nullptr || !handler->streamingFlag() || !mayStream(*habReq)) {
+        return;
+    }
+    handler->handleChunk(habReq, habReq->getChunkCtx());
+}
+
+void HabEventServer::generic_handler(evhttp_request* req) {
+    logger_function(7, kSource, "generic_handler() Request for %s", uriText(req));
+    http_add_header(req, "X-Server-instance", m_instanceIdText);
+    if (!isServable(req)) {
+        http_send_error(req, StatusCode::kBadRequest, nullptr);
+        return;
+    }
+    const std::unique_ptr<HabRequestEvent> habReq = takeRequest(req);
+    // A request refused by its headers has had its session, its cookie and its answer then; to dispatch it again
+    // would make a second session and a second cookie.
+    if (!habReq->releaseAnswer()) {
+        HabDispatcher::dispatchRequest(habReq.get());
+    }
+}
+
+// The object leaves the cache before it is used: an answer to a client that has gone frees the library's request
+// at once, and the cache would delete the object that is being worked with.
+std::unique_ptr<HabRequestEvent> HabEventServer::takeRequest(evhttp_request* req) {
+    auto cached = requestCache.extract(req);
+    if (!cached.empty()) {
+        logger_function(7, kSource, "Reusing HabRequest from cache");
+        return std::move(cached.mapped());
+    }
+    logger_function(7, kSource, "No HabRequest in cache - creating new");
+    return std::make_unique<HabRequestEvent>(req);
+}
+
+void HabEventServer::request_gone(evhttp_request* req) {
+    requestCache.erase(req);
+}
+
+void HabEventServer::sweep_idle(long max_age_ms) {
+    evhttp_hooks_close_stale(m_http.get(), max_age_ms);
+}
+
+void generic_handlerCb(evhttp_request* req, void* arg) noexcept {
+    HAB_ASSERT(arg != nullptr, "arg != __null");
+    HAB_ASSERT(req != nullptr, "req != __null");
+    static_cast<HabEventServer*>(arg)->generic_handler(req);
+}
+
+void prehandlecb(evhttp_request* req, void* arg) noexcept {
+    HAB_ASSERT(arg != nullptr, "arg != __null");
+    HAB_ASSERT(req != nullptr, "req != __null");
+    static_cast<HabEventServer*>(arg)->pre_handler(req);
+}
+
+void chunkedCb(evhttp_request* req, void* arg) noexcept {
+    auto* habReq = static_cast<HabRequestEvent*>(arg);
+    HAB_ASSERT(req != nullptr, "req != __null");
+    HAB_ASSERT(habReq != nullptr, "habReq != __null");
+    logger_function(7, kSource, "chunkedCb");
+    HabEventServer::chunk_handler(habReq);
+}
+
+void completeCb(evhttp_request* /*req*/, void* /*arg*/) noexcept {
+    logger_function(7, kSource, "completeCb()");
+}

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <event2/event.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdarg>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "../cbus/BusPeer.h"
+#include "cbus/socket_helpers.h"
+#include "device/cbusd/Broker.h"
+#include "runtime/logging.h"
+#include "src/base/owners.h"
+
+// The lines that the broker logs while a test runs.
+inline std::vector<std::string> g_log_lines;
+
+inline void RecordLogLine(int, const char*, const char* format, ...) __attribute__((format(printf, 3, 4)));
+inline void RecordLogLine(int, const char*, const char* format, ...) {
+    char line[300];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    g_log_lines.emplace_back(line);
+}
+
+class LogRecorder {
+  public:
+    LogRecorder() {
+        g_log_lines.clear();
+        set_logger(RecordLogLine, nullptr);
+    }
+    LogRecorder(const LogRecorder&) = delete;
+    LogRecorder& operator=(const LogRecorder&) = delete;
+    ~LogRecorder() { set_logger(log_discard, nullptr); }
+};
+
+// Runs the loop until the condition holds; false after five seconds.
+template <class Condition>
+bool RunLoopUntil(event_base* base, Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        event_base_loop(base, EVLOOP_NONBLOCK);
+    }
+    return true;
+}
+
+// BrokerFixture: a broker on the test's own loop and clients over real sockets. The loop runs while a test receives.
+class BrokerFixture : public testing::Test {
+  protected:
+    explicit BrokerFixture(const BrokerOptions& options = {})
+        : m_address("unix*cbusd-unit-" + std::to_string(getpid())),
+          m_broker(std::make_unique<Broker>(m_base.get(), bus_listen(m_address.c_str()), options)) {}
+
+    BusPeer Connect() {
+        const size_t count = m_broker->client_count();
+        BusPeer peer(UniqueFd(socket_create_client(m_address.c_str())));
+        EXPECT_TRUE(RunUntil([&] { return m_broker->client_count() == count + 1; }));
+        return peer;
+    }
+
+    template <class Condition>
+    bool RunUntil(Condition condition) {
+        return RunLoopUntil(m_base.get(), condition);
+    }
+
+    // The next message for this client; type 0 when none comes or it was disconnected.
+    WireMessage Receive(BusPeer& peer) {
+        return RunUntil([&] { return peer.HasMessage(); }) ? peer.Receive() : WireMessage{};
+    }
+
+    // Lets the broker handle all that this client has sent: an unserved request comes back empty at once.
+    void Settle(BusPeer& peer) {
+        const WireMessage probe{2, 0, 0xfffe, 0, "nobody.serves.this", ""};
+        peer.Send(probe);
+        WireMessage reply = probe;
+        reply.type = 3;
+        EXPECT_EQ(Receive(peer), reply);
+    }
+
+    void Filter(BusPeer& peer, const std::string& text) { Control(peer, "cbus.filter", text); }
+    void Provide(BusPeer& peer, const std::string& text) { Control(peer, "cbus.provide", text); }
+
+    // Disconnected, with nothing more to read.
+    bool IsDisconnected(BusPeer& peer) {
+        return RunUntil([&] { return peer.IsReadable(); }) && peer.ReceiveBytes(1).empty();
+    }
+
+    LogRecorder m_log;
+    std::string m_address;
+    EventBasePtr m_base{event_base_new()};
+    std::unique_ptr<Broker> m_broker;
+
+  private:
+    void Control(BusPeer& peer, const char* name, std::string text) {
+        text.push_back('\0');
+        peer.Send(WireMessage{1, 0, 0, 0, name, text});
+        Settle(peer);
+    }
+};
