@@ -69,8 +69,8 @@ struct _fdloop_t {
 
 namespace {
 
-int call(const Watch& watch) {
-    return watch.callback != nullptr ? watch.callback(watch.fd, watch.context, const_cast<Watch*>(&watch))
+int call(Watch& watch) {
+    return watch.callback != nullptr ? watch.callback(watch.fd, watch.context, &watch)
                                      : watch.plain_callback(watch.fd, watch.context);
 }
 
@@ -170,7 +170,10 @@ _fdloop_t* fdloop_init_libevent(event_base* base) {
     BasePtr own_base(base == nullptr ? event_base_new() : nullptr);
     event_base* used = base == nullptr ? own_base.get() : base;
     px_assert(used != nullptr, kModule);
-    return new _fdloop_t{.own_base = std::move(own_base), .base = used, .created_ms = fdloop_time_ms()};
+    auto* handle = new (std::nothrow)
+        _fdloop_t{.own_base = std::move(own_base), .base = used, .created_ms = fdloop_time_ms()};
+    px_assert(handle != nullptr, kModule);
+    return handle;
 }
 
 _fdloop_t* fdloop_init() {
@@ -251,7 +254,8 @@ void fdloop_timer_del(_fdloop_t* handle, _fdloop_timer_t* timer) {
     erase_entry(handle->timers, timer);
 }
 
-_fdloop_idler_t* fdloop_idler_add(_fdloop_t* handle, fdloop_idler_callback_t callback, void* context) {
+_fdloop_idler_t* fdloop_idler_add(_fdloop_t* handle, fdloop_idler_callback_t callback,
+                                  void* context) noexcept {
     px_assert(handle != nullptr, kModule);
     handle->idlers.push_back({.callback = callback, .context = context});
     handle->idler_list.push_back(&handle->idlers.back());

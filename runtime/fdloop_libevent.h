@@ -61,7 +61,8 @@ void fdloop_timer_del(_fdloop_t* handle, _fdloop_timer_t* timer);
 
 // Idlers run in the order in which they were added, at the start of every pass. Deleting the first of them
 // takes all others off the list as well: they are not called any more, yet must still be deleted.
-_fdloop_idler_t* fdloop_idler_add(_fdloop_t* handle, fdloop_idler_callback_t callback, void* context);
+_fdloop_idler_t* fdloop_idler_add(_fdloop_t* handle, fdloop_idler_callback_t callback,
+                                  void* context) noexcept;
 void fdloop_idler_del(_fdloop_t* handle, _fdloop_idler_t* idler);
 
 // One pass: the idlers, then libevent until it has served what became ready, waiting for something if nothing

@@ -39,9 +39,9 @@ std::uint32_t px_time_ms_delay(std::uint32_t ms);
 // Breaks the seconds down as UTC.
 std::tm* px_utc_time_to_tm(std::time_t seconds, std::tm* tm);
 
-// strftime() of the UTC time: answers the length stored, 0 when the buffer is too small.
-std::size_t px_utc_strftime(char* buffer, std::size_t size, const char* format, std::time_t seconds)
-    __attribute__((format(strftime, 3, 0)));
+// strftime() of the UTC time (its extensions included, hence without a format check): answers the
+// length stored, 0 when the buffer is too small.
+std::size_t px_utc_strftime(char* buffer, std::size_t size, const char* format, std::time_t seconds);
 
 // Reads the fields as LOCAL time, unlike the two functions above; normalises the fields of tm as mktime()
 // does.

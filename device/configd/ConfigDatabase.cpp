@@ -4,7 +4,8 @@
 
 #include "config_client/config_client_api.h"
 
-std::unique_ptr<ConfigDatabase> ConfigDatabase::load(ConfigValues factory, std::unique_ptr<ConfigStore> store) {
+std::unique_ptr<ConfigDatabase> ConfigDatabase::load(ConfigValues factory,
+                                                     std::unique_ptr<ConfigStore> store) {
     std::unique_ptr<ConfigDatabase> database(new ConfigDatabase(std::move(factory), std::move(store)));
     return database->m_store->load(database->m_values) ? std::move(database) : nullptr;
 }
@@ -20,7 +21,8 @@ const ConfigValue* ConfigDatabase::find(std::string_view key) const {
 std::vector<const ConfigValues::value_type*> ConfigDatabase::match(const KeyPattern& pattern) const {
     std::vector<const ConfigValues::value_type*> matching;
     const std::string& prefix = pattern.literal_prefix();
-    for (auto it = m_values.lower_bound(prefix); it != m_values.end() && it->first.starts_with(prefix); ++it) {
+    for (auto it = m_values.lower_bound(prefix); it != m_values.end() && it->first.starts_with(prefix);
+         ++it) {
         if (pattern.matches(it->first)) {
             matching.push_back(&*it);
         }
@@ -31,8 +33,7 @@ std::vector<const ConfigValues::value_type*> ConfigDatabase::match(const KeyPatt
 uint32_t ConfigDatabase::information(std::string_view key) const {
     const ConfigValue* value = find(key);
     const auto factory = m_factory.find(key);
-    const bool is_factory_value =
-        value != nullptr && factory != m_factory.end() && factory->second == *value;
+    const bool is_factory_value = value != nullptr && factory != m_factory.end() && factory->second == *value;
     return (value != nullptr ? value->type : CONFIG_TYPE_NONE) |
            (config_key_tree(key) == KeyTree::kPersistent ? kPersists : 0) |
            (is_factory_value ? kIsFactoryValue : 0);

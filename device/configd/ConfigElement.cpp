@@ -10,7 +10,9 @@ namespace {
 constexpr size_t kTreeBytes = 4;
 constexpr uint32_t kMaxType = 255;  // vector messages carry it in one byte
 
-bool is_printable(char c) { return c > ' ' && c <= '~'; }
+bool is_printable(char c) {
+    return c > ' ' && c <= '~';
+}
 
 bool value_fits_its_type(const ConfigValue& value) {
     switch (value.type) {

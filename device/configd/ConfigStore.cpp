@@ -76,7 +76,8 @@ bool ConfigStore::write(const std::vector<ConfigElement>& rows, const std::vecto
     return false;
 }
 
-bool ConfigStore::write_rows(const std::vector<ConfigElement>& rows, const std::vector<std::string>& removed) {
+bool ConfigStore::write_rows(const std::vector<ConfigElement>& rows,
+                             const std::vector<std::string>& removed) {
     return std::ranges::all_of(rows, [this](const ConfigElement& row) { return put(row); }) &&
            std::ranges::all_of(removed, [this](const std::string& key) { return remove(key); });
 }

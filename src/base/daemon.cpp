@@ -125,7 +125,9 @@ void Daemon::signalHandler(int sig) {
 
 void Daemon::handleSignal(int sig) {
     if (sig == SIGINT || sig == SIGTERM || sig == SIGKILL) {
-        terminate(0);
+        onExit();
+        // Not exit(): the code that the signal interrupted may hold a lock that an exit handler waits for.
+        _exit(destroyPidFile() ? 0 : 1);
     }
     onSignal(sig);
 }

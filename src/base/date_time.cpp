@@ -94,8 +94,8 @@ void DateTime::set(unsigned long long milliseconds) {
 void DateTime::clockGetTime() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    // Milliseconds are a 32-bit signed number in this system: after 24.8 days of uptime they turn negative, which
-    // becomes a very late instant here. Differences stay right across it, as they are taken modulo 2^64.
+    // Milliseconds are a signed 32-bit number in this system: after 24.8 days of uptime they turn negative, which
+    // becomes a very late instant here. Across that step only the low 32 bits of a difference are right.
     const auto low = static_cast<std::int32_t>(static_cast<std::uint32_t>(now.tv_sec) * 1000U +
                                                static_cast<std::uint32_t>(now.tv_nsec / 1000000));
     set(static_cast<unsigned long long>(static_cast<long long>(low)));

@@ -30,7 +30,9 @@ class DateTime {
 
     // These five convert with asUTC() or as their name says; the two clocks read "now".
     void set(unsigned long long milliseconds);
-    void clockGetTime();    // the monotonic clock, a 32-bit number of milliseconds with its sign extended
+    // The monotonic clock, a 32-bit number of milliseconds with its sign extended: of the difference between two
+    // such instants the low 32 bits count.
+    void clockGetTime();
     void getDateAndTime();  // the wall clock, in whole seconds
     void asUTC();
     void asLocalTime();

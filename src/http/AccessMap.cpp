@@ -159,8 +159,9 @@ bool AccessMap::mayRead(const char* uri, const HabSession* session) const {
     if (session == nullptr) {
         return false;
     }
+    const char* id = session->sessionId();
     const bool granted = level <= session->getAccessLevel();
     logger_function(7, kModule, "mayRead(%s) Access %s, for session id=%s with accessLevel=%d.", uri,
-                    granted ? "granted" : "denied", session->sessionId(), session->getAccessLevel());
+                    granted ? "granted" : "denied", id == nullptr ? "(null)" : id, session->getAccessLevel());
     return granted;
 }

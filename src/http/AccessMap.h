@@ -30,7 +30,7 @@ class AccessMap {
     ~AccessMap();
 
     // The highest level of all rules that match, the largest int (closed to everyone) when there is none.
-    // The method may be in either case.
+    // The method may be in either case; neither argument may be null.
     [[nodiscard]] int getAccessLevel(const char* uri, const char* method) const;
     // A null session may read what needs level 0.
     [[nodiscard]] bool mayRead(const char* uri, const HabSession* session) const;

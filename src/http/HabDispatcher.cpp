@@ -145,7 +145,7 @@ HabHandlerListEntry::~HabHandlerListEntry() {
 int HabDispatcher::registerUri(const char* uri, unsigned int methods, HabHandler* handler) {
     auto entry = std::make_unique<HabHandlerListEntry>();
     logger_function(7, kSource, "registerUri() - registering handler for URI %s", uri);
-    // Nothing advances this counter: every registration is welcome, and whoever wants none sets it.
+    // Nothing counts registrations at present, so the list has no bound; callers know the refusal all the same.
     if (registeredHandlers > kMaxRegistered) {
         return -1;
     }

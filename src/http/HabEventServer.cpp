@@ -13,7 +13,6 @@
 #include <new>
 #include <utility>
 
-#include <event2/bufferevent.h>
 #include <event2/event_compat.h>
 #include <event2/http.h>
 #include <event2/thread.h>
@@ -50,13 +49,6 @@ bool isServable(evhttp_request* req) {
         logger_function(3, kSource, "No path in request for %s", uriText(req));
     }
     return servable;
-}
-
-// The library limits headers and body, but not the line in front of a chunk, nor what a client sends behind its
-// request while the answer is on its way. Nothing legal is longer than one body and its framing.
-void limitInput(evhttp_request* req) {
-    bufferevent* connection = evhttp_connection_get_bufferevent(evhttp_request_get_connection(req));
-    bufferevent_setwatermark(connection, EV_READ, 0, static_cast<size_t>(kMaxBodyBytes + kMaxHeaderBytes));
 }
 
 bool mayStream(HabRequest& request) {
@@ -171,7 +163,6 @@ void HabEventServer::pre_handler(evhttp_request* req) {
     }
     const char* uri = uriText(req);
     logger_function(7, kSource, "pre_handler() Request for %s", uri);
-    limitInput(req);
     if (std::strncmp(uri, "/publish", std::strlen("/publish")) == 0) {
         logger_function(7, kSource, "pre_handler() URI is a /publish handler");
         return;
@@ -263,10 +254,10 @@ void prehandlecb(evhttp_request* req, void* arg) noexcept {
 }
 
 void chunkedCb(evhttp_request* req, void* arg) noexcept {
+    logger_function(7, kSource, "chunkedCb");
     auto* habReq = static_cast<HabRequestEvent*>(arg);
     HAB_ASSERT(req != nullptr, "req != __null");
     HAB_ASSERT(habReq != nullptr, "habReq != __null");
-    logger_function(7, kSource, "chunkedCb");
     HabEventServer::chunk_handler(habReq);
 }
 

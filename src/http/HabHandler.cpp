@@ -49,7 +49,7 @@ const char* keyOf(const cJSON* item) {
 }
 
 std::string printed(const cJSON* item) {
-    const JsonText text(cJSON_PrintUnformatted(item));
+    const JsonText text(cJSON_Print(item));
     return text ? text.get() : "";
 }
 

@@ -52,8 +52,6 @@ class HabHandler : public HabTimer {
     void addError(const cJSON* item, const std::string& message);
     // Adds "Error" when result is not 0.
     void addError(const cJSON* item, int result);
-    // The errors of the request being handled, or of the last one; null before the first.
-    [[nodiscard]] const cJSON* errors() const { return m_errors.get(); }
 
     static void dump_json(const cJSON* item, int indent);
 

@@ -8,12 +8,18 @@
 #include <utility>
 #include <vector>
 
+#include <event2/buffer.h>
+#include <event2/bufferevent.h>
+#include <event2/event.h>
 #include <event2/http.h>
 #include <event2/http_struct.h>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kMaxChunkLine = 4096;
+constexpr std::size_t kMaxPipelined = 65536;
 
 struct Callback {
     evhttp_hook_cb function = nullptr;
@@ -33,9 +39,10 @@ struct Server {
 
 struct Record {
     evhttp* http = nullptr;
-    evhttp_hook_cb serve = nullptr;  // the library's own callback for a complete request
-    Clock::time_point created;
+    Callback serve;  // the library's own, for a complete request
+    Clock::time_point created = Clock::now();
     bool complete = false;
+    bool watched = false;  // onInput is installed
     Callback pieces;
 };
 
@@ -44,6 +51,11 @@ std::mutex tablesLock;
 std::unordered_map<const evhttp*, Server> servers;
 std::unordered_map<const evhttp_request*, Record> records;
 
+bool isRegistered(const evhttp* http) {
+    const std::lock_guard guard(tablesLock);
+    return servers.contains(http);
+}
+
 template <class Table, class Key>
 typename Table::mapped_type copyOf(const Table& table, Key key) {
     const std::lock_guard guard(tablesLock);
@@ -51,16 +63,14 @@ typename Table::mapped_type copyOf(const Table& table, Key key) {
     return found != table.end() ? found->second : typename Table::mapped_type();
 }
 
-// Changes the record under the lock; false when the request has none.
+// Changes the record of the request, if it has one, under the lock.
 template <class Change>
-bool changeRecord(const evhttp_request* req, Change change) {
+void changeRecord(const evhttp_request* req, Change change) {
     const std::lock_guard guard(tablesLock);
     const auto found = records.find(req);
-    if (found == records.end()) {
-        return false;
+    if (found != records.end()) {
+        change(found->second);
     }
-    change(found->second);
-    return true;
 }
 
 template <class Function>
@@ -72,7 +82,39 @@ void onPiece(evhttp_request* req, void*) {
     copyOf(records, req).pieces.call(req);
 }
 
+evbuffer* inputOf(const evhttp_request* req) {
+    return bufferevent_get_input(evhttp_connection_get_bufferevent(req->evcon));
+}
+
+// The library limits headers and bodies, but neither the line in front of a chunk, which it also searches for its
+// end again with every packet, nor what a client sends while its answer is being written. Such a connection is not
+// read any further: the first stays incomplete and goes by its age, the second goes on with its next request.
+// (A high watermark would not do: this library calls a reader that cannot go on again and again then.)
+void onInput(evbuffer* input, const evbuffer_cb_info* info, void* arg) {
+    auto* req = static_cast<evhttp_request*>(arg);
+    const bool waitsForChunk = req->chunked != 0 && req->ntoread < 0;
+    if ((waitsForChunk && info->orig_size > kMaxChunkLine) ||
+        (copyOf(records, req).complete && evbuffer_get_length(input) > kMaxPipelined)) {
+        bufferevent_disable(evhttp_connection_get_bufferevent(req->evcon), EV_READ);
+    }
+}
+
+void watchInput(evhttp_request* req) {
+    evbuffer_add_cb(inputOf(req), onInput, req);
+    changeRecord(req, [](Record& record) { record.watched = true; });
+}
+
+// The connection is still there when the library first asks for a request to be freed, or the request has lost it.
+void unwatchInput(evhttp_request* req) {
+    bool watched = false;
+    changeRecord(req, [&watched](Record& record) { watched = std::exchange(record.watched, false); });
+    if (watched && req->evcon != nullptr) {
+        evbuffer_remove_cb(inputOf(req), onInput, req);
+    }
+}
+
 int onHeaders(evhttp_request* req, void* http) {
+    watchInput(req);
     copyOf(servers, static_cast<evhttp*>(http)).prehandle.call(req);
     // The library would pass the argument that it also passes to its own callbacks, and so needs it unchanged.
     if (req->chunk_cb != nullptr) {
@@ -82,12 +124,12 @@ int onHeaders(evhttp_request* req, void* http) {
     return 0;
 }
 
-void onComplete(evhttp_request* req, void* http) {
+void onComplete(evhttp_request* req, void*) {
     // The library reports a broken request here too, without a URI, and answers it itself.
     if (req->uri != nullptr) {
         changeRecord(req, [](Record& record) { record.complete = true; });
     }
-    copyOf(records, req).serve(req, http);
+    copyOf(records, req).serve.call(req);
 }
 
 }  // namespace
@@ -95,27 +137,23 @@ void onComplete(evhttp_request* req, void* http) {
 extern "C" evhttp_request* evhttp_request_new(void (*cb)(evhttp_request*, void*), void* arg) {
     static const auto libraryNew = libraryFunction<decltype(&evhttp_request_new)>("evhttp_request_new");
     auto* http = static_cast<evhttp*>(arg);
-    {
-        const std::lock_guard guard(tablesLock);
-        if (!servers.contains(http)) {
-            http = nullptr;
-        }
-    }
-    if (http == nullptr) {
+    if (!isRegistered(http)) {
         return libraryNew(cb, arg);
     }
     evhttp_request* req = libraryNew(onComplete, arg);
     if (req != nullptr) {
         evhttp_request_set_header_cb(req, onHeaders);
         const std::lock_guard guard(tablesLock);
-        records[req] =
-            Record{.http = http, .serve = cb, .created = Clock::now(), .complete = false, .pieces = {}};
+        Record& record = records[req];
+        record.http = http;
+        record.serve = {cb, arg};
     }
     return req;
 }
 
 extern "C" void evhttp_request_free(evhttp_request* req) {
     static const auto libraryFree = libraryFunction<decltype(&evhttp_request_free)>("evhttp_request_free");
+    unwatchInput(req);
     // With this flag the library only takes note, and frees the request when the piece has been dealt with.
     if ((req->flags & EVHTTP_REQ_DEFER_FREE) == 0) {
         Callback gone;

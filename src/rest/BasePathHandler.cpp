@@ -131,8 +131,8 @@ BasePathHandler* BasePathHandler::findSubPathHandler(const char* name) {
 void BasePathHandler::updatePath(BasePathHandler* new_parent, const char* name) {
     parent = new_parent;
     api = parent->api;
-    // A node whose path is its new parent's own stays as it is, although it is the path of a child that would
-    // have to be the same: moving a node into its twin has always left it in place, and must.
+    // The comparison is with the parent's own path, not with the path that would result, and must stay: a node
+    // that was given the path of the place it stands for keeps it when it is hung in there.
     if (path && parent->path == path) {
         return;
     }

@@ -3,11 +3,10 @@
 #include <cstddef>
 #include <string_view>
 
-// MessageScanner: finds where messages end in a stream of bare JSON objects without length or delimiter:
-// where the curly braces balance. Braces inside JSON strings count like all others, so clients send no string
-// in which they are unbalanced. It stays so: both ends of the socket frame alike.
-// A scan goes on where the last one stopped, so that a long message that comes in many pieces is read only
-// once.
+// MessageScanner: finds where messages end in a stream of bare JSON objects without length or delimiter: where
+// the curly braces balance. Braces inside JSON strings count like all others, so clients send no string in which
+// they are unbalanced; it stays so, because clients frame what they receive in the same way.
+// A scan goes on where the last one stopped: a long message that comes in many pieces is read only once.
 class MessageScanner {
   public:
     // The number of bytes from the start of `bytes` to the end of the next message; 0 when it is not

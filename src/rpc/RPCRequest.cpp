@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "runtime/c_owner.h"
 #include "runtime/logging.h"
 #include "src/rpc/RPCTransport.h"
 
@@ -11,19 +12,6 @@ namespace {
 
 constexpr const char* kModule = "src/RPCRequest";
 constexpr const char* kSessionCookie = "DRHABSESSID";
-
-std::string format_text(const char* format, va_list arguments) {
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, again);
-    va_end(again);
-    if (length < 0) {
-        return {};
-    }
-    std::string text(static_cast<size_t>(length), '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
-    return text;
-}
 
 }  // namespace
 
@@ -56,12 +44,17 @@ void RPCRequest::replyAdd(const void*, size_t) {
 
 void RPCRequest::replyPrintf(const char* format, ...) {
     logger_function(7, kModule, "replyPrintf()\n");
+    char* printed = nullptr;
     va_list arguments;
     va_start(arguments, format);
-    const std::string text = format_text(format, arguments);
+    const int length = vasprintf(&printed, format, arguments);
     va_end(arguments);
-    logger_function(7, kModule, "String: %s\n", text.c_str());
-    m_replyData += text;
+    if (length < 0) {
+        return;
+    }
+    const MallocedText text(printed);
+    logger_function(7, kModule, "String: %s\n", text.get());
+    m_replyData += text.get();
 }
 
 void RPCRequest::reply(int status, const char* body, const char* path) {

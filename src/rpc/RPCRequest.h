@@ -8,9 +8,11 @@
 
 class RPCTransport;
 
-// RPCRequest: a JSON-RPC call as the request that dispatcher and controllers know. The reply stays in the
-// object until the caller asks for it; the session cookie is the transport's session id. Borrows: method
-// text, params and transport; they outlive the request. Threads: loop thread only.
+// RPCRequest: a JSON-RPC call as the request that dispatcher and controllers know. The reply stays in the object
+// until the caller asks for it; the session cookie is the transport's session id.
+// Borrows: method text, params and transport; they outlive the request, but for a transport whose connection ends
+//          while the request is being handled: it is asked for the cookie only while the session is looked up.
+// Threads: loop thread only.
 class RPCRequest : public HabRequest {
   public:
     RPCRequest(const char* methodText, const char* uri, const cJSON* params, RPCTransport* transport);

@@ -28,8 +28,7 @@ class RPCServer {
 
     // A name is compared exactly; one that is registered already keeps its first method.
     void registerMethod(const std::string& name, Funct* method);
-    // The spelling is the interface's own and stays. There is one listener: a second call is a failed
-    // assertion.
+    // The spelling is the interface's own and stays. There is one listener: a second one fails an assertion.
     void registerTransportLisetner(TransportListener* listener);
 
     // Tell the listener, if there is one.

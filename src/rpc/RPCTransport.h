@@ -33,8 +33,10 @@ class RPCCall {
 };
 
 // RPCTransport: one connection of the JSON-RPC server, with the session that its first call makes; and,
-// class-wide, the list of live connections. Owns:    the session id text and the calls that await their
-// response. Borrows: the server, which outlives every transport. Threads: loop thread only.
+// class-wide, the list of live connections.
+// Owns:    the session id text and the calls that await their response.
+// Borrows: the server, which outlives every transport.
+// Threads: loop thread only.
 class RPCTransport {
   public:
     // Makes `server`, which may be null, the server of all transports.
@@ -42,7 +44,7 @@ class RPCTransport {
     RPCTransport(const RPCTransport&) = delete;
     RPCTransport& operator=(const RPCTransport&) = delete;
 
-    // A transport that was added is removed first.
+    // A transport that was added has to be removed before.
     virtual ~RPCTransport() = default;
     // Sends one printed message; the text stays with the caller. The base only logs it.
     virtual void sendData(const char* text);

@@ -133,8 +133,7 @@ void SocketTransport::onError(evconnlistener* listener) {
     event_base_loopexit(evconnlistener_get_base(listener), nullptr);
 }
 
-// The waiting peer keeps the listener readable: without a pause the loop would spin until a descriptor is
-// free.
+// A peer that waits keeps the listener readable: without a pause the loop would spin until a descriptor is free.
 void SocketTransport::pauseAccepting() {
     const timeval pause = {kAcceptPauseMs / 1000, (kAcceptPauseMs % 1000) * 1000};
     evconnlistener_disable(m_listener.get());
@@ -157,9 +156,9 @@ void SocketTransport::onRead(bufferevent* connection) {
         if (!isValid(this) || m_isClosing) {
             return;
         }
-        // Counted from the start of the data, not of the message: with several messages in one read this
-        // takes the beginning of an unfinished last one as well. Clients send one message and wait for its
-        // answer; those in the field rely on what a broken-off message leaves behind being swept away so.
+        // Counted from the start of the data, not of the message: behind several messages in one read, bytes of
+        // an unfinished last one go as well. It stays so: only one message per read is dependable, and clients
+        // wait for its answer before they send the next.
         drained += end;
         start = end;
     }

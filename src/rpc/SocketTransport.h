@@ -13,19 +13,16 @@
 using BuffereventPtr = COwned<bufferevent, bufferevent_free>;
 using ListenerPtr = COwned<evconnlistener, evconnlistener_free>;
 
-// SocketTransport: JSON-RPC over a Unix stream socket. One object listens, every accepted connection is one
-// more. Owns:      the listening object its listener, a connection its bufferevent and with it the
-// descriptor. Connections
-//            belong to themselves: they live until the peer ends, fails or overdoes it.
+// SocketTransport: JSON-RPC over a Unix stream socket. One object listens, each accepted connection is one more.
+// Owns:      the listening object its listener; a connection its bufferevent, and with it the descriptor.
+//            Connections belong to themselves: they live until the peer ends, fails or overdoes it.
 // Borrows:   the server and the event base, which outlive all transports.
 // Threads:   loop thread only.
-// Callbacks: a connection is announced by RPCTransport::add() when accepted and by RPCTransport::remove()
-// before it
-//            goes, both from the loop.
+// Callbacks: a connection is announced by RPCTransport::add() when it is accepted and by RPCTransport::remove()
+//            before it goes, both from the loop.
 // Errors:    a message that is not JSON is logged and dropped. A connection is closed on the next loop turn,
-// with one
-//            log line, when more than kMaxUnfinishedBytes of one message have come in or more than
-//            kMaxWaitingBytes would wait for a peer that does not read.
+//            with one log line, when more than kMaxUnfinishedBytes of one message have come in, or when more
+//            than kMaxWaitingBytes would wait for a peer that does not read.
 class SocketTransport : public RPCTransport {
   public:
     static constexpr size_t kMaxUnfinishedBytes = 16U << 20;
@@ -49,8 +46,7 @@ class SocketTransport : public RPCTransport {
     void onAccept(evconnlistener* listener, int fd, sockaddr* peer, int peer_size);
     void onRead(bufferevent* connection);
     void onEvent(bufferevent* connection, short events);
-    // A lack of descriptors or memory pauses accepting for kAcceptPauseMs; any other error ends the main
-    // loop.
+    // Without descriptors or memory accepting pauses for kAcceptPauseMs; any other error ends the main loop.
     void onError(evconnlistener* listener);
     // Removes the transport and deletes it.
     static void destroy(SocketTransport* transport);
@@ -67,7 +63,7 @@ class SocketTransport : public RPCTransport {
     MessageScanner m_scanner;
     bool m_isClosing = false;
     BuffereventPtr m_connection;
-    // Of the listening object: the events go first.
+    // Only the listening object has these two; the timer refers to the listener and goes before it.
     ListenerPtr m_listener;
     EventPtr m_resumeAccepting;
 };

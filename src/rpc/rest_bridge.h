@@ -6,14 +6,13 @@ class NotificationManager;
 
 // The REST resources as JSON-RPC methods: one class for each of the four operations.
 // Params: an object with "path", the path of the resource as an HTTP client would use it, and "data", the
-// payload. Answer: an object with "code", the status; "path" of the resource when one was created; "data",
-// the reply body if
-//         it is JSON; "message", the phrase of a status outside 200..299, which makes the object the error.
+//         payload.
+// Answer: an object with "code", the status; "path" of the resource when one was created; "data", the reply body
+//         when it is JSON; "message", the phrase of a status outside 200..299, which makes the object the error.
 
-// Lets the dispatcher answer the request and gives back the answer as a new item that the caller frees,
-// `isResult` set; null when the params have no text "path". Takes "path" out of `params`, which may be null
-// or no object. The first call of a connection gives it its session and makes it known to the notification
-// manager.
+// Lets the dispatcher answer the request and gives the answer back as a new item that the caller frees, `isResult`
+// set; null when the params have no text "path". Takes "path" out of `params`, which may be null or no object. The
+// first call of a connection gives it its session and makes it known to the notification manager.
 cJSON* bridgeRESTCall(const char* method, cJSON* params, bool& isResult, RPCTransport* transport,
                       NotificationManager* notificationManager);
 

@@ -10,7 +10,7 @@ const std::vector<std::string> kAcceptJson{"Accept: application/json"};
 class AccessOverHttp : public testing::Test {
   protected:
     void SetUp() override {
-        m_unit.writeAccessMap(R"({"/system(/|$)": {"GET": 0, "PUT": 2}, "/open": {"GET": 0, "PUT": 0}})");
+        m_unit.writeAccessMap(R"json({"/system(/|$)": {"GET": 0, "PUT": 2}, "/open": {"GET": 0, "PUT": 0}})json");
         m_unit.start();
     }
 
@@ -59,7 +59,7 @@ TEST_F(AccessOverHttp, TheSameMapHoldsForJsonRpc) {
     RpcClient client = m_unit.rpc();
 
     const JsonPtr answer =
-        client.call("update", R"({"path": "/system/info/oem-snmp", "data": {"sys_name": "intruder"}})");
+        client.call("update", R"json({"path": "/system/info/oem-snmp", "data": {"sys_name": "intruder"}})json");
 
     const cJSON* error = cJSON_GetObjectItemCaseSensitive(answer.get(), "error");
     EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItemCaseSensitive(error, "code")), 404.0);

@@ -7,10 +7,10 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <regex>
 
 #include "cbus/cbus_sock_impl.h"
 #include "cbus/socket_helpers.h"
+#include "device/configd/KeyPattern.h"
 
 namespace {
 
@@ -47,7 +47,8 @@ class Entries {
     }
 
   private:
-    static int collect(void* context, uint32_t type, const char* name, const void* data, uint32_t length, int) {
+    static int collect(void* context, uint32_t type, const char* name, const void* data, uint32_t length,
+                       int) {
         const auto* const bytes = static_cast<const char*>(data);
         static_cast<Parsed*>(context)->push_back(
             {name, {type, bytes != nullptr ? std::string(bytes, length) : std::string()}});
@@ -57,15 +58,6 @@ class Entries {
     Malloced<void> m_buffer;
     size_t m_used = 0;
 };
-
-// The database's patterns, as far as this program uses them, in the words of std::regex.
-std::regex to_regex(const std::string& pattern) {
-    std::string expression;
-    for (const char c : pattern) {
-        expression += c == '.' ? std::string("\\.") : c == '*' ? std::string("[^.]*") : std::string(1, c);
-    }
-    return std::regex(expression);
-}
 
 }  // namespace
 
@@ -148,7 +140,8 @@ std::string FakeDatabase::replyTo(const std::string& operation, const std::strin
         return writeVector(data, true);
     }
     if (operation == "stat") {
-        return bytes_of<int32_t>(m_values.contains(argument) ? CONFIG_OK : CONFIG_NO_VALUE) + bytes_of<uint32_t>(0);
+        return bytes_of<int32_t>(m_values.contains(argument) ? CONFIG_OK : CONFIG_NO_VALUE) +
+               bytes_of<uint32_t>(0);
     }
     return bytes_of<int32_t>(CONFIG_OK);  // factory_reset
 }
@@ -160,10 +153,10 @@ void FakeDatabase::applySignal(const std::string& operation, const std::string& 
     } else if (operation == "writev") {
         writeVector(data, false);
     } else if (operation == "delm") {
-        const std::regex pattern = to_regex(argument);
+        const auto pattern = KeyPattern::parse(argument);
         const auto values = m_values;
         for (const auto& [key, value] : values) {
-            if (std::regex_match(key, pattern)) {
+            if (pattern && pattern->matches(key)) {
                 store(key, {CONFIG_TYPE_NONE, ""});
             }
         }
@@ -178,7 +171,8 @@ std::string FakeDatabase::read(const std::string& key, const std::string& data) 
     const auto wanted = value_at<uint32_t>(data, 8);
     const std::string bytes = found->second.bytes.substr(0, wanted);
     const int32_t status = bytes.size() < found->second.bytes.size() ? CONFIG_TRUNCATED : CONFIG_OK;
-    return bytes_of(status) + bytes_of(found->second.type) + bytes_of(static_cast<uint32_t>(bytes.size())) + bytes;
+    return bytes_of(status) + bytes_of(found->second.type) + bytes_of(static_cast<uint32_t>(bytes.size())) +
+           bytes;
 }
 
 std::string FakeDatabase::readVector(const std::string& data) {
@@ -194,12 +188,12 @@ std::string FakeDatabase::readVector(const std::string& data) {
     return reply.bytes();
 }
 
-std::string FakeDatabase::readPattern(const std::string& pattern) {
+std::string FakeDatabase::readPattern(const std::string& pattern_text) {
     Entries reply;
     uint32_t count = 0;
-    const std::regex expression = to_regex(pattern);
+    const auto pattern = KeyPattern::parse(pattern_text);
     for (const auto& [key, value] : m_values) {
-        if (std::regex_match(key, expression)) {
+        if (pattern && pattern->matches(key)) {
             reply.add(key, value, CONFIG_OK);
             ++count;
         }
@@ -249,7 +243,8 @@ void FakeDatabase::send(uint8_t type, const std::string& name, const std::string
         header = request->header;
     }
     header.type = type;
-    static_cast<void>(cbus_msg_write(m_client.get(), header, name.c_str(), data.empty() ? nullptr : data.data(),
+    static_cast<void>(cbus_msg_write(m_client.get(), header, name.c_str(),
+                                     data.empty() ? nullptr : data.data(),
                                      static_cast<uint32_t>(data.size())));
 }
 
@@ -279,7 +274,9 @@ FakeDatabase::Value FakeDatabase::value(const std::string& key) {
     return found != m_values.end() ? found->second : Value{CONFIG_TYPE_NONE, ""};
 }
 
-std::string FakeDatabase::text(const std::string& key) { return value(key).bytes.c_str(); }
+std::string FakeDatabase::text(const std::string& key) {
+    return value(key).bytes.c_str();
+}
 
 void FakeDatabase::announce(const std::vector<std::string>& keys) {
     const std::lock_guard lock(m_mutex);

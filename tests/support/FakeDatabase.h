@@ -71,7 +71,7 @@ class FakeDatabase {
     void applySignal(const std::string& operation, const std::string& argument, const std::string& data);
     std::string read(const std::string& key, const std::string& data);
     std::string readVector(const std::string& data);
-    std::string readPattern(const std::string& pattern);
+    std::string readPattern(const std::string& pattern_text);
     std::string writeVector(const std::string& data, bool with_status);
     void store(const std::string& key, const Value& value);
     void announceLocked(const std::vector<std::string>& keys);

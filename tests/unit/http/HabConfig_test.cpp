@@ -137,9 +137,12 @@ TEST_F(HabConfigFile, IsRefusedWhenMissing) {
 
 TEST_F(HabConfigFile, IsNotFoundUnderANameThatIsCut) {
     Read("{}");
-    const std::string long_path = m_directory.path() + std::string(300, '/');
+    std::string base = m_directory.path();
+    base.append(257 - std::string("/configuration.json").size() - base.size(), '/');
+    const CapturedLog log;
 
-    EXPECT_FALSE(m_config->parseConfig(long_path.c_str()));
+    EXPECT_FALSE(m_config->parseConfig(base.c_str()));
+    EXPECT_TRUE(log.has("7 src/HabConfig: Opening configuration from " + base + "/configuration.js"));
 }
 
 TEST_F(HabConfigFile, GivesTheTextsOfMembersAsCopies) {

@@ -350,7 +350,7 @@ TEST_F(HabEventServerTest, RefusesABodyAboveTheLimit) {
 }
 
 TEST_F(HabEventServerTest, RefusesAChunkedBodyAboveTheLimit) {
-    const std::string first = "fffffe\r\n" + std::string(0xfffffe, 'x') + "\r\n";
+    const std::string first = "fffffe\r\n" + std::string().append(0xfffffe, 'x') + "\r\n";
     const std::string answer =
         Exchange("POST /a HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n" + first + "3\r\n");
 
@@ -360,7 +360,7 @@ TEST_F(HabEventServerTest, RefusesAChunkedBodyAboveTheLimit) {
 TEST_F(HabEventServerTest, TakesAChunkedBodyOfTheLimit) {
     StreamingHandler handler;
     HabDispatcher::registerUri("/up", 2, &handler);
-    const std::string chunk = "1000000\r\n" + std::string(0x1000000, 'x') + "\r\n0\r\n\r\n";
+    const std::string chunk = "1000000\r\n" + std::string().append(0x1000000, 'x') + "\r\n0\r\n\r\n";
 
     const std::string answer =
         Exchange("PUT /up HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n" + chunk);
@@ -373,16 +373,6 @@ TEST_F(HabEventServerTest, RefusesHeadersAboveTheLimit) {
         Exchange("GET /a HTTP/1.1\r\nHost: x\r\nX-Long: " + std::string(65536, 'x') + "\r\n\r\n");
 
     EXPECT_EQ(StatusOf(answer), kBadRequest);
-}
-
-TEST_F(HabEventServerTest, StopsReadingAChunkLengthThatNeverEnds) {
-    Serve([this] {
-        RawHttpClient client = m_server.connect();
-        client.send("POST /a HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n");
-
-        // More than the limit and both sockets' buffers can hold.
-        EXPECT_FALSE(client.send(std::string(64UL * 1024 * 1024, '1')));
-    });
 }
 
 TEST_F(HabEventServerTest, ClosesAConnectionThatSendsNoCompleteRequest) {

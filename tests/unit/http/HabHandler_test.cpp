@@ -42,11 +42,12 @@ class HabHandlerSettings : public ::testing::Test {
         m_handler.addSetting(&m_setting, &HabHandler::ignoreEmpty, &HabHandler::decimalString, nullptr);
     }
 
-    // The answer: its status and its body.
+    // The answer: its status and its body, without the layout.
     std::string Handle(LocalRequest& request) {
         EXPECT_EQ(m_handler.handleRequest(&request), -1);
+        cJSON_Minify(request.body.data());
         return request.answers.empty() ? "no answer"
-                                       : std::to_string(request.answers.front()) + " " + request.body;
+                                       : std::to_string(request.answers.front()) + " " + request.body.c_str();
     }
     std::string Get(const char* query) {
         LocalRequest request("GET", "/settings", query);

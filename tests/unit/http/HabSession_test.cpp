@@ -47,6 +47,10 @@ class HabSessions : public HttpFixture {
         static unsigned long long now = 0;
         return now;
     }
+    // What the clock shows for a count of its 32 bits: the sign fills the upper half.
+    static unsigned long long clock_reading(std::int32_t milliseconds) {
+        return static_cast<unsigned long long>(std::int64_t{milliseconds});
+    }
     static void advance(unsigned long long seconds) { now_ms() += seconds * 1000; }
 
     // The answer to a request with the cookie; m_session is the session it was given.
@@ -205,7 +209,7 @@ TEST_F(HabSessionsWithTimeout, CountTheTimeoutFromTheLatestRequest) {
 TEST_F(HabSessionsWithTimeout, DoNotExpireWhenTheClockChangesItsSign) {
     now_ms() = 0x7fffffff - 500;
     const std::string id = sessionOf("");
-    now_ms() = static_cast<unsigned long long>(std::int64_t{INT32_MIN} + 500);
+    now_ms() = clock_reading(INT32_MIN + 500);
 
     EXPECT_EQ(sessionOf(id), id);
 }
@@ -213,7 +217,7 @@ TEST_F(HabSessionsWithTimeout, DoNotExpireWhenTheClockChangesItsSign) {
 TEST_F(HabSessionsWithTimeout, ExpireAcrossTheClocksSignChange) {
     now_ms() = 0x7fffffff - 500;
     const std::string id = sessionOf("");
-    now_ms() = static_cast<unsigned long long>(std::int64_t{INT32_MIN} + 301000);
+    now_ms() = clock_reading(INT32_MIN + 301000);
 
     EXPECT_NE(sessionOf(id), id);
 }

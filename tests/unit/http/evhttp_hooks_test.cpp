@@ -1,5 +1,6 @@
 #include "src/http/evhttp_hooks.h"
 
+#include <event2/bufferevent.h>
 #include <event2/http.h>
 #include <event2/http_struct.h>
 
@@ -34,6 +35,24 @@ class EvhttpHooks : public HttpFixture {
     // Turns the loop until `count` events have been noted.
     bool SeesEvents(std::size_t count) {
         return pump_until(m_base.get(), [&] { return m_events.size() >= count; });
+    }
+
+    // More than the sockets' buffers take.
+    static constexpr std::size_t kLargeAnswer = 16UL * 1024 * 1024;
+    static void SendLargeAnswer(evhttp_request* req) {
+        const std::string large(kLargeAnswer, 'x');
+        const BufferPtr body(evbuffer_new());
+        evbuffer_add(body.get(), large.data(), large.size());
+        evhttp_send_reply(req, 200, "OK", body.get());
+    }
+
+    // Whether the server stops reading from the connection of the request whose headers came last.
+    bool StopsReading() {
+        return pump_until(m_base.get(), [this] {
+            bufferevent* connection =
+                evhttp_connection_get_bufferevent(evhttp_request_get_connection(m_request));
+            return (bufferevent_get_enabled(connection) & EV_READ) == 0;
+        });
     }
 
     static void onHeaders(evhttp_request* req, void* arg) {
@@ -262,20 +281,14 @@ TEST_F(EvhttpHooks, LeaveARequestThatWaitsForItsAnswerAlone) {
 }
 
 TEST_F(EvhttpHooks, LeaveAnAnswerThatIsReadSlowlyAlone) {
-    const std::size_t size = 32UL * 1024 * 1024;
-    onRequest = [size](evhttp_request* req) {
-        const std::string large(size, 'x');
-        const BufferPtr body(evbuffer_new());
-        evbuffer_add(body.get(), large.data(), large.size());
-        evhttp_send_reply(req, 200, "OK", body.get());
-    };
+    onRequest = SendLargeAnswer;
     RawHttpClient client = connect();
     client.send(kGet);
     SeesEvents(1);
 
     evhttp_hooks_close_stale(m_http.get(), 0);
 
-    EXPECT_GT(client.receive().size(), size);
+    EXPECT_GT(client.receive().size(), kLargeAnswer);
 }
 
 TEST_F(EvhttpHooks, LeaveConnectionsOfOtherServersAlone) {
@@ -288,6 +301,54 @@ TEST_F(EvhttpHooks, LeaveConnectionsOfOtherServersAlone) {
     evhttp_hooks_close_stale(other.get(), 0);
 
     EXPECT_NE(client.exchange("abcdef"), "");
+}
+
+// Input without a limit of its own.
+
+TEST_F(EvhttpHooks, StopReadingAChunkLengthThatNeverEnds) {
+    RawHttpClient client = connect();
+    client.send(kChunkedHeaders);
+    SeesEvents(1);
+
+    client.send(std::string(20000, '1'));
+
+    EXPECT_TRUE(StopsReading());
+}
+
+TEST_F(EvhttpHooks, GoOnReadingAChunkLengthThatComesInPieces) {
+    RawHttpClient client = connect();
+    client.send(kChunkedHeaders);
+    client.send("0000");
+    client.pending();
+
+    EXPECT_NE(client.exchange("1\r\na\r\n0\r\n\r\n"), "");
+}
+
+TEST_F(EvhttpHooks, StopReadingRequestsThatPileUpBehindAnAnswer) {
+    onRequest = SendLargeAnswer;
+    RawHttpClient client = connect();
+    client.send(kGet);
+    SeesEvents(1);
+
+    client.send(std::string(200000, 'x'));
+
+    EXPECT_TRUE(StopsReading());
+}
+
+TEST_F(EvhttpHooks, GoOnWithThePiledUpRequestsAfterTheAnswer) {
+    onRequest = SendLargeAnswer;
+    RawHttpClient client = connect();
+    client.send(kGet);
+    SeesEvents(1);
+    std::string requests;
+    for (int i = 0; i < 4000; ++i) {
+        requests += kGet;
+    }
+    client.send(requests);
+    StopsReading();
+
+    EXPECT_GT(client.receive().size(), kLargeAnswer);
+    EXPECT_GT(client.receive().size(), kLargeAnswer);
 }
 
 // Everything else passes through.
@@ -326,7 +387,19 @@ TEST_F(HttpFixture, AServerWithoutHooksServesAsEver) {
 
 TEST_F(EvhttpHooks, EndTheRegistrationWithTheServer) {
     FreeServer();
+    // In all likelihood at the address of the one just freed.
+    m_http.reset(evhttp_new(m_base.get()));
+    evhttp_bound_socket* bound = evhttp_bind_socket_with_handle(m_http.get(), "127.0.0.1", 0);
+    m_port = local_port(evhttp_bound_socket_get_fd(bound));
+    RawHttpClient client = connect();
 
-    EXPECT_NO_FATAL_FAILURE(evhttp_hooks_free(nullptr));
+    EXPECT_NE(client.exchange(kGet), "");
+
     EXPECT_TRUE(m_events.empty());
+}
+
+TEST_F(EvhttpHooks, TakeNoServerForAlreadyFreed) {
+    evhttp_hooks_free(nullptr);
+
+    EXPECT_NE(connect().exchange(kGet), "");
 }

@@ -21,6 +21,13 @@ class ConfigFixture : public ::testing::Test {
           m_loop(fdloop_init_libevent(m_base.get())),
           m_bus(cbus_conn_create(m_loop.get(), "test")) {
         config_init_cbus(m_bus.get(), nullptr);
+        waitForDatabase();
+    }
+
+    // An answer shows that the database has taken the connection and everything sent on it before.
+    static void waitForDatabase() {
+        int32_t value = 0;
+        static_cast<void>(config_read_int("cfg.any", &value));
     }
 
     // Turns the loop until the condition holds; false when it does not within five seconds.

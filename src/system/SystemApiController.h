@@ -1,0 +1,15 @@
+#pragma once
+
+#include "src/rest/BaseApiController.h"
+
+// SystemApiController: the resources of the unit itself, "/system".
+// Borrows: bus connection, notification manager and event loop; they outlive it. The configuration client is set
+//          up before init().
+// Threads: loop thread only.
+class SystemApiController : public BaseApiController {
+  public:
+    SystemApiController(_cbus_conn_t* conn, NotificationManager* notifications, _fdloop_t* loop);
+
+    // Builds the tree; once, before the first request.
+    void init() override;
+};

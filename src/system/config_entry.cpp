@@ -1,0 +1,20 @@
+#include "src/system/config_entry.h"
+
+#include <cstring>
+
+std::string config_entry_text(const config_data_t& entry) {
+    if (entry.value == nullptr) {
+        return {};
+    }
+    const char* text = static_cast<const char*>(entry.value);
+    return {text, strnlen(text, entry.length)};
+}
+
+std::optional<std::int32_t> config_entry_int(const config_data_t& entry) {
+    std::int32_t number = 0;
+    if (entry.value == nullptr || entry.length != sizeof number) {
+        return std::nullopt;
+    }
+    std::memcpy(&number, entry.value, sizeof number);
+    return number;
+}

@@ -1,0 +1,85 @@
+#include "device/configd/FactoryFile.h"
+
+#include <gmock/gmock.h>
+
+#include "Values.h"
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+
+namespace {
+
+class FactoryFile : public testing::Test {
+  protected:
+    std::optional<ConfigValues> Read(const std::string& text) {
+        return factory_file_read(m_directory.write("factory.json", text).c_str());
+    }
+    // The line that explains why there are no values.
+    std::string Refusal(const std::string& text) {
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(Read(text).has_value());
+        return testing::internal::GetCapturedStderr();
+    }
+
+    TemporaryDirectory m_directory;
+};
+
+}  // namespace
+
+TEST_F(FactoryFile, ATextBecomesAStringWithItsNul) {
+    EXPECT_EQ(Read(R"({"cfg.a": "text"})"), (ConfigValues{{"cfg.a", {2, "text\0"s}}}));
+}
+
+TEST_F(FactoryFile, ANumberBecomesAnInteger) {
+    EXPECT_EQ(Read(R"({"ram.a": -2147483648})"), (ConfigValues{{"ram.a", Number(-2147483647 - 1)}}));
+}
+
+TEST_F(FactoryFile, AHexTextBecomesABinaryValue) {
+    EXPECT_EQ(Read(R"({"dyn.a": {"hex": "00fFa1"}})"), (ConfigValues{{"dyn.a", {16, "\x00\xff\xa1"s}}}));
+}
+
+TEST_F(FactoryFile, TheOneThatIsShippedIsValid) {
+    const auto values = factory_file_read(SHIPPED_FACTORY_FILE);
+
+    ASSERT_TRUE(values.has_value());
+    EXPECT_EQ(values->at("ram.status.system"), Number(6));
+}
+
+TEST_F(FactoryFile, RefusesAFileThatIsNotThere) {
+    testing::internal::CaptureStderr();
+
+    EXPECT_FALSE(factory_file_read("/nowhere/factory.json").has_value());
+
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "configd: cannot read the factory values in '/nowhere/factory.json'\n");
+}
+
+TEST_F(FactoryFile, RefusesWhatIsNoJsonObject) {
+    EXPECT_THAT(Refusal("[1]"), HasSubstr("no JSON object"));
+    EXPECT_THAT(Refusal("{\"cfg.a\": 1"), HasSubstr("no JSON object"));
+}
+
+TEST_F(FactoryFile, RefusesANumberThatIsNoInteger) {
+    EXPECT_THAT(Refusal(R"({"cfg.half": 0.5})"), HasSubstr("'cfg.half'"));
+    EXPECT_THAT(Refusal(R"({"cfg.large": 2147483648})"), HasSubstr("'cfg.large'"));
+}
+
+TEST_F(FactoryFile, RefusesOtherTypes) {
+    EXPECT_THAT(Refusal(R"({"cfg.a": null})"), HasSubstr("'cfg.a'"));
+    EXPECT_THAT(Refusal(R"({"cfg.a": ["x"]})"), HasSubstr("'cfg.a'"));
+    EXPECT_THAT(Refusal(R"({"cfg.a": {"hex": "00", "more": 1}})"), HasSubstr("'cfg.a'"));
+}
+
+TEST_F(FactoryFile, RefusesHexDigitsThatAreNoPairs) {
+    EXPECT_THAT(Refusal(R"({"cfg.a": {"hex": "0"}})"), HasSubstr("'cfg.a'"));
+    EXPECT_THAT(Refusal(R"({"cfg.a": {"hex": "0g"}})"), HasSubstr("'cfg.a'"));
+    EXPECT_THAT(Refusal(R"({"cfg.a": {"hex": "-1"}})"), HasSubstr("'cfg.a'"));
+}
+
+TEST_F(FactoryFile, RefusesAKeyOfNoTree) {
+    EXPECT_THAT(Refusal(R"({"a": 1})"), HasSubstr("'a'"));
+}
+
+TEST_F(FactoryFile, RefusesAKeyThatStandsTwice) {
+    EXPECT_THAT(Refusal(R"({"cfg.a": 1, "cfg.a": 2})"), HasSubstr("'cfg.a'"));
+}

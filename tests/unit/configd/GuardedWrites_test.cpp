@@ -1,0 +1,210 @@
+#include "device/configd/GuardedWrites.h"
+
+#include <gtest/gtest.h>
+
+#include "Values.h"
+
+namespace {
+
+struct Question {
+    std::string validator;
+    std::vector<std::string> keys;
+
+    bool operator==(const Question&) const = default;
+};
+
+std::vector<std::string> KeysOf(const Elements& elements) {
+    std::vector<std::string> keys;
+    for (const ConfigElement& element : elements) {
+        keys.push_back(element.key);
+    }
+    return keys;
+}
+
+// Times begin shortly before the clock wraps.
+constexpr uint32_t kNow = 0xffffff00;
+
+class Guarded : public testing::Test, private GuardedWrites::Owner {
+  protected:
+    void Register(const std::string& name) { ASSERT_TRUE(m_guarded.register_validator(name)); }
+    void Add(const std::vector<std::string>& keys, uint32_t now_ms = kNow) {
+        PendingWrite write;
+        for (const std::string& key : keys) {
+            write.elements.push_back({key, Number(1), 0});
+        }
+        m_guarded.add(std::move(write), now_ms);
+    }
+    void Verdict(const std::vector<std::string>& keys, int32_t status) {
+        Elements elements;
+        for (const std::string& key : keys) {
+            elements.push_back({key, Number(1), status});
+        }
+        m_guarded.handle_verdict(elements, kNow);
+    }
+    bool Guards(const std::string& key) { return m_guarded.guards({{key, Number(1), 0}}); }
+
+    void ask_validator(const std::string& name, const Elements& elements) override {
+        m_questions.push_back({name, KeysOf(elements)});
+    }
+    void after_verdict(PendingWrite write) override { m_finished.push_back(std::move(write.elements)); }
+
+    GuardedWrites m_guarded{*this};
+    std::vector<Question> m_questions;
+    std::vector<Elements> m_finished;
+};
+
+}  // namespace
+
+TEST_F(Guarded, KeysThatBeginWithAValidatorsNameAreGuarded) {
+    Register("cfg.net");
+
+    EXPECT_TRUE(Guards("cfg.net.ip"));
+    EXPECT_TRUE(Guards("cfg.network"));
+    EXPECT_FALSE(Guards("cfg.ne"));
+}
+
+TEST_F(Guarded, TheValidatorSeesTheElementsThatItGuards) {
+    Register("cfg.net");
+
+    Add({"cfg.net.ip", "cfg.other", "cfg.net.mask"});
+
+    EXPECT_EQ(m_questions, (std::vector<Question>{{"cfg.net", {"cfg.net.ip", "cfg.net.mask"}}}));
+    EXPECT_TRUE(m_finished.empty());
+}
+
+TEST_F(Guarded, TheWriteGoesOnWhenAllIsAccepted) {
+    Register("cfg.net");
+    Add({"cfg.net.ip", "cfg.other"});
+
+    Verdict({"cfg.net.ip"}, 0);
+
+    ASSERT_EQ(m_finished.size(), 1U);
+    EXPECT_TRUE(all_accepted(m_finished[0]));
+}
+
+TEST_F(Guarded, ARefusalStandsInTheStatusOfItsElement) {
+    Register("cfg.net");
+    Add({"cfg.other", "cfg.net.ip"});
+
+    Verdict({"cfg.net.ip"}, -9);
+
+    EXPECT_EQ(m_finished,
+              (std::vector<Elements>{{{"cfg.other", Number(1), 0}, {"cfg.net.ip", Number(1), -9}}}));
+}
+
+TEST_F(Guarded, SeveralValidatorsAreAskedOneAfterTheOther) {
+    Register("cfg.net");
+    Register("cfg.net.ip");
+    Add({"cfg.net.ip"});
+
+    Verdict({"cfg.net.ip"}, 0);
+
+    EXPECT_EQ(m_questions,
+              (std::vector<Question>{{"cfg.net.ip", {"cfg.net.ip"}}, {"cfg.net", {"cfg.net.ip"}}}));
+    Verdict({"cfg.net.ip"}, 0);
+    EXPECT_EQ(m_finished.size(), 1U);
+}
+
+TEST_F(Guarded, AfterARefusalNobodyElseIsAsked) {
+    Register("cfg.net");
+    Register("cfg.net.ip");
+    Add({"cfg.net.ip"});
+
+    Verdict({"cfg.net.ip"}, -9);
+
+    EXPECT_EQ(m_questions.size(), 1U);
+    EXPECT_EQ(m_finished.size(), 1U);
+}
+
+TEST_F(Guarded, WritesWaitInTheirOrder) {
+    Register("cfg.net");
+    Add({"cfg.net.first"});
+    Add({"cfg.net.second"});
+    ASSERT_EQ(m_questions.size(), 1U);
+
+    Verdict({"cfg.net.first"}, -9);
+
+    EXPECT_EQ(m_questions.back(), (Question{"cfg.net", {"cfg.net.second"}}));
+    EXPECT_EQ(m_finished.size(), 1U);
+}
+
+TEST_F(Guarded, AVerdictOnOtherKeysIsPassedOver) {
+    Register("cfg.net");
+    Add({"cfg.net.ip", "cfg.net.mask"});
+
+    Verdict({"cfg.net.ip"}, 0);
+    Verdict({"cfg.net.mask", "cfg.net.ip"}, 0);
+    Verdict({}, 0);
+
+    EXPECT_TRUE(m_finished.empty());
+}
+
+TEST_F(Guarded, AVerdictThatNobodyWaitsForIsPassedOver) {
+    Verdict({"cfg.net.ip"}, 0);
+
+    EXPECT_TRUE(m_finished.empty());
+}
+
+TEST_F(Guarded, SilenceForFiveSecondsRefusesTheWrite) {
+    Register("cfg.net");
+    Add({"cfg.net.ip", "cfg.other"});
+
+    m_guarded.expire(kNow + 4999);
+    EXPECT_TRUE(m_finished.empty());
+    m_guarded.expire(kNow + 5000);
+
+    EXPECT_EQ(m_finished,
+              (std::vector<Elements>{{{"cfg.net.ip", Number(1), -1}, {"cfg.other", Number(1), 0}}}));
+}
+
+TEST_F(Guarded, AValidatorThatIsSilentIsDropped) {
+    Register("cfg.net");
+    Add({"cfg.net.first"});
+    Add({"cfg.net.second"});
+
+    m_guarded.expire(kNow + 5000);
+
+    EXPECT_FALSE(Guards("cfg.net.first"));
+    ASSERT_EQ(m_finished.size(), 2U);
+    EXPECT_TRUE(all_accepted(m_finished[1]));
+}
+
+TEST_F(Guarded, ItGuardsAgainWhenItRegistersAgain) {
+    Register("cfg.net");
+    Add({"cfg.net.ip"});
+    m_guarded.expire(kNow + 5000);
+
+    Register("cfg.net");
+
+    EXPECT_TRUE(Guards("cfg.net.ip"));
+}
+
+TEST_F(Guarded, TellsHowLongTheValidatorHasLeft) {
+    EXPECT_EQ(m_guarded.time_left_ms(kNow), std::nullopt);
+    Register("cfg.net");
+    Add({"cfg.net.ip"});
+
+    EXPECT_EQ(m_guarded.time_left_ms(kNow + 1000), 4000U);
+    EXPECT_EQ(m_guarded.time_left_ms(kNow + 6000), 0U);
+}
+
+TEST_F(Guarded, RefusesWritesBeyondItsLimit) {
+    Register("cfg.net");
+    for (size_t i = 0; i < GuardedWrites::kMaxWaiting; ++i) {
+        Add({"cfg.net.ip"});
+    }
+    ASSERT_TRUE(m_finished.empty());
+
+    Add({"cfg.net.ip"});
+
+    EXPECT_EQ(m_finished, (std::vector<Elements>{{{"cfg.net.ip", Number(1), -1}}}));
+}
+
+TEST_F(Guarded, RefusesValidatorsBeyondItsLimit) {
+    for (size_t i = 0; i < GuardedWrites::kMaxValidators; ++i) {
+        Register("cfg." + std::to_string(i));
+    }
+
+    EXPECT_FALSE(m_guarded.register_validator("cfg.one_more"));
+    EXPECT_TRUE(m_guarded.register_validator("cfg.0"));
+}
