@@ -161,9 +161,13 @@ int config_write_string(const char* key, const char* text) {
     return config_write_typed(key, text, static_cast<uint32_t>(length), CONFIG_TYPE_STRING);
 }
 
-int config_delete(const char* key) { return config_write_typed(key, nullptr, 0, CONFIG_TYPE_NONE); }
+int config_delete(const char* key) {
+    return config_write_typed(key, nullptr, 0, CONFIG_TYPE_NONE);
+}
 
-int config_deletem(const char* pattern) { return config_send_signal("delm", pattern, nullptr, 0); }
+int config_deletem(const char* pattern) {
+    return config_send_signal("delm", pattern, nullptr, 0);
+}
 
 int config_status(const char* key, uint32_t* informationOut) {
     int32_t words[2] = {};
@@ -174,7 +178,9 @@ int config_status(const char* key, uint32_t* informationOut) {
     return status;
 }
 
-int config_sync(const char* argument) { return config_send_signal("sync", argument, nullptr, 0); }
+int config_sync(const char* argument) {
+    return config_send_signal("sync", argument, nullptr, 0);
+}
 
 int config_factory_reset() {
     int32_t words[1] = {};

@@ -18,16 +18,17 @@ struct EntryHeader {
 };
 static_assert(sizeof(EntryHeader) == kConfigVbufEntryBytes, "the entry header has no gaps");
 
-constexpr size_t pad4(size_t n) { return (n + 3) & ~size_t{3}; }
+constexpr size_t pad4(size_t n) {
+    return (n + 3) & ~size_t{3};
+}
 
 }  // namespace
 
 size_t config_vbuf_add(void** buffer, size_t used, const char* prefix, uint32_t type, const char* key,
                        const void* data, uint32_t length, int status) {
-    const size_t prefix_bytes = prefix != nullptr ? std::strlen(prefix) + 1 : 0;
-    const size_t key_bytes = std::strlen(key);
+    const size_t name_length = (prefix != nullptr ? std::strlen(prefix) + 1 : 0) + std::strlen(key);
     const uint32_t data_bytes = data != nullptr ? length : 0;
-    const size_t name_bytes = pad4(prefix_bytes + key_bytes + 1);
+    const size_t name_bytes = pad4(name_length + 1);
     const size_t entry_bytes = kConfigVbufEntryBytes + name_bytes + pad4(data_bytes);
 
     char* const grown = static_cast<char*>(std::realloc(*buffer, used + entry_bytes));
@@ -39,11 +40,12 @@ size_t config_vbuf_add(void** buffer, size_t used, const char* prefix, uint32_t 
                              static_cast<uint32_t>(name_bytes), data_bytes};
     std::memcpy(entry, &header, sizeof header);
     char* const name = entry + kConfigVbufEntryBytes;
+    char* rest_of_name = name;
     if (prefix != nullptr) {
-        std::memcpy(name, prefix, prefix_bytes - 1);
-        name[prefix_bytes - 1] = '.';
+        rest_of_name = stpcpy(name, prefix);
+        *rest_of_name++ = '.';
     }
-    std::memcpy(name + prefix_bytes, key, key_bytes);
+    stpcpy(rest_of_name, key);
     if (data_bytes > 0) {
         std::memcpy(name + name_bytes, data, data_bytes);
     }

@@ -42,7 +42,9 @@ Payload write_payload(unsigned int count, const config_data_t* elements) {
 }
 
 // The bus answers with nothing for a database that is not there; the database answers with an entry per element.
-bool is_no_reply(int length, unsigned int count) { return length < 0 || (length == 0 && count > 0); }
+bool is_no_reply(int length, unsigned int count) {
+    return length < 0 || (length == 0 && count > 0);
+}
 
 // Where a walk over reply entries stands among the elements that they belong to.
 struct Cursor {
@@ -64,7 +66,8 @@ void copy_value(config_data_t& element, const void* data, uint32_t length) {
     }
 }
 
-int take_read_entry(void* context, uint32_t type, const char*, const void* data, uint32_t length, int status) {
+int take_read_entry(void* context, uint32_t type, const char*, const void* data, uint32_t length,
+                    int status) {
     auto* const cursor = static_cast<Cursor*>(context);
     if (cursor->next == cursor->end) {
         return 0;
@@ -140,8 +143,8 @@ int config_modifyv(const char* prefix, unsigned int count, config_data_t* elemen
     Cursor cursor{elements, elements + count};
     const int parsed =
         config_vbuf_parse(reply.get(), static_cast<size_t>(length), take_status_entry, &cursor);
-    const config_data_t* const failed =
-        std::find_if(elements, elements + count, [](const config_data_t& e) { return e.status != CONFIG_OK; });
+    const config_data_t* const failed = std::find_if(
+        elements, elements + count, [](const config_data_t& e) { return e.status != CONFIG_OK; });
     return failed != elements + count ? failed->status : parsed;
 }
 
@@ -164,8 +167,8 @@ int config_readm(const char* pattern, unsigned int* countOut, config_data_t** el
     if (block == nullptr) {
         return -1;
     }
-    char* const vbuf = static_cast<char*>(std::memcpy(block.get() + array_bytes, reply.get() + sizeof header,
-                                                      vbuf_bytes));
+    char* const vbuf =
+        static_cast<char*>(std::memcpy(block.get() + array_bytes, reply.get() + sizeof header, vbuf_bytes));
     auto* const elements = reinterpret_cast<config_data_t*>(block.get());
     Cursor cursor{elements, elements + count};
     config_vbuf_parse(vbuf, vbuf_bytes, take_matched_entry, &cursor);

@@ -86,6 +86,14 @@ std::optional<std::vector<ConfigElement>> decode_write(std::string_view prefix, 
     return elements;
 }
 
+size_t payload_bytes(const std::vector<ConfigElement>& elements) {
+    size_t bytes = 0;
+    for (const ConfigElement& element : elements) {
+        bytes += vbuf_entry_bytes(element.key.size(), element.value.data.size());
+    }
+    return bytes;
+}
+
 std::string statuses_of(const PendingWrite& write) {
     std::string reply;
     for (const ConfigElement& element : write.elements) {
@@ -150,7 +158,8 @@ void ConfigService::handle_signal(std::string_view name, std::string_view data, 
     } else if (operation == "delm") {
         is_understood = delete_pattern(argument, now_ms);
     } else if (operation == "sync") {
-        is_understood = m_database.sync();
+        is_understood = true;
+        static_cast<void>(m_database.sync());  // a failure is in the log
     } else if (operation == "validate") {
         is_understood = validate(argument, data, now_ms);
     }
@@ -284,10 +293,13 @@ void ConfigService::submit(PendingWrite write, uint32_t now_ms) {
     for (ConfigElement& element : write.elements) {
         element.status = config_element_check(element);
     }
-    if (all_accepted(write.elements) && m_guarded.guards(write.elements)) {
-        m_guarded.add(std::move(write), now_ms);
-    } else {
+    if (!all_accepted(write.elements) || !m_guarded.guards(write.elements)) {
         after_verdict(std::move(write));
+    } else if (payload_bytes(write.elements) > kMaxDataBytes) {
+        write.elements.front().status = CONFIG_REFUSED;  // its validator could not be asked
+        after_verdict(std::move(write));
+    } else {
+        m_guarded.add(std::move(write), now_ms);
     }
 }
 

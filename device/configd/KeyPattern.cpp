@@ -37,9 +37,11 @@ class KeyPattern::Parser {
                 sequence.push_back({Kind::kComponent, {}, {}});
                 return true;
             case '(':
-                return read_group(sequence.emplace_back(Kind::kAlternatives), depth + 1);
+                sequence.push_back({Kind::kAlternatives, {}, {}});
+                return read_group(sequence.back(), depth + 1);
             case '[':
-                return read_set(sequence.emplace_back(Kind::kAlternatives));
+                sequence.push_back({Kind::kAlternatives, {}, {}});
+                return read_set(sequence.back());
             case ']':
                 return false;
             default:

@@ -20,6 +20,8 @@ namespace {
 constexpr const char* kSource = "src/HabDispatcher";
 constexpr int kMaxRegistered = 19;
 constexpr std::size_t kGroups = 10;  // the whole match and nine placeholders
+constexpr std::size_t kMaxRemembered = 128;
+constexpr std::size_t kMaxRememberedLength = 256;
 
 // The backslash is one of the characters of the set: inside brackets it escapes nothing.
 constexpr const char* kSegment = "([0-9a-zA-Z\\-]+)";
@@ -74,16 +76,9 @@ bool compile(const Template& parsed, HabHandlerListEntry& entry) {
     return entry.compiled;
 }
 
-// The part of the URI that the entry's expression matches, nothing when it does not match. The placeholders
-// become parameters of the request.
-std::optional<std::string> matchEntry(HabRequest& request, const char* uri,
-                                      const HabHandlerListEntry& entry) {
-    // A placeholder's name in the query string must not stand in for a segment that the path lacks.
-    for (const std::string& name : entry.names) {
-        request.removeParameter(name.c_str());
-    }
+// Runs the entry's expression over the URI.
+std::optional<UriMatch> runExpression(const std::string& uri, const HabHandlerListEntry& entry) {
     std::string text = uri;
-    const std::size_t length = text.size();
     regmatch_t groups[kGroups];
     if (regexec(&entry.regex, text.c_str(), kGroups, groups, 0) != 0) {
         // The slash behind the fixed part of a template is optional at the end of a URI, like what follows it.
@@ -92,19 +87,55 @@ std::optional<std::string> matchEntry(HabRequest& request, const char* uri,
             return std::nullopt;
         }
     }
-    logger_function(7, kSource, "regexec matches");
-    for (std::size_t group = 1; group < kGroups && !entry.names.empty(); ++group) {
+    UriMatch match;
+    for (std::size_t group = 0; group < kGroups; ++group) {
         if (groups[group].rm_so < 0) {
             continue;
         }
         const auto from = static_cast<std::size_t>(groups[group].rm_so);
         const auto to = static_cast<std::size_t>(groups[group].rm_eo);
-        // A template with groups of its own that have no names is a mistake in the program.
-        request.setParameter(entry.names.at(group - 1).c_str(), text.substr(from, to - from).c_str());
+        if (group == 0) {
+            match.part = uri.substr(std::min(from, uri.size()), to - from);
+        } else if (!entry.names.empty()) {
+            match.segments.emplace_back(group - 1, text.substr(from, to - from));
+        }
     }
-    const std::size_t from = std::min(static_cast<std::size_t>(groups[0].rm_so), length);
-    const std::size_t to = std::min(static_cast<std::size_t>(groups[0].rm_eo), length);
-    return text.substr(from, to - from);
+    return match;
+}
+
+// The same from memory for a URI that was asked for lately. Clients ask for few resources many times; one that asks
+// for ever new ones makes the memory start afresh.
+std::optional<UriMatch> findMatch(const std::string& uri, HabHandlerListEntry& entry) {
+    if (const auto found = entry.recent.find(uri); found != entry.recent.end()) {
+        return found->second;
+    }
+    std::optional<UriMatch> match = runExpression(uri, entry);
+    if (match && uri.size() <= kMaxRememberedLength) {
+        if (entry.recent.size() >= kMaxRemembered) {
+            entry.recent.clear();
+        }
+        entry.recent.emplace(uri, *match);
+    }
+    return match;
+}
+
+// The part of the URI that the entry's expression matches, nothing when it does not match. The placeholders
+// become parameters of the request.
+std::optional<std::string> matchEntry(HabRequest& request, const char* uri, HabHandlerListEntry& entry) {
+    // A placeholder's name in the query string must not stand in for a segment that the path lacks.
+    for (const std::string& name : entry.names) {
+        request.removeParameter(name.c_str());
+    }
+    const std::optional<UriMatch> match = findMatch(uri, entry);
+    if (!match) {
+        return std::nullopt;
+    }
+    logger_function(7, kSource, "regexec matches");
+    for (const auto& [number, text] : match->segments) {
+        // A template with groups of its own that have no names is a mistake in the program.
+        request.setParameter(entry.names.at(number).c_str(), text.c_str());
+    }
+    return match->part;
 }
 
 // An expression matches anywhere in a URI, while access rules begin at its start. A prefix must not open what

@@ -2,14 +2,24 @@
 
 #include <regex.h>
 
+#include <cstddef>
 #include <list>
 #include <memory>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 class HabHandler;
 class HabRequest;
 class HabTimer;
+
+// What an expression found in a URI: the part that it matched, and the texts of the placeholders that took part, each
+// with its number among the names.
+struct UriMatch {
+    std::string part;
+    std::vector<std::pair<std::size_t, std::string>> segments;
+};
 
 // One registration: an expression made of a URI template, and the handler behind it.
 struct HabHandlerListEntry {
@@ -25,6 +35,8 @@ struct HabHandlerListEntry {
     std::vector<std::string> names;  // the placeholders, in the order of the template
 
     bool compiled = false;
+    // Matches of URIs that were asked for lately: the expression is the dearest step on the road of a request.
+    std::unordered_map<std::string, UriMatch> recent;
 };
 
 // HabDispatcher: finds the handler of a request by URI and method, binds the session and checks its access

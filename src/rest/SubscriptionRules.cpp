@@ -1,7 +1,5 @@
 #include "src/rest/SubscriptionRules.h"
 
-#include <utility>
-
 #include "src/http/HabSession.h"
 #include "src/rest/CjsonValidate.h"
 
@@ -72,8 +70,7 @@ JsonPtr SubscriptionRules::readRequestData(HabRequest* request) {
         return nullptr;
     }
     const JsonPtr body(request->readJSONBody());
-    JsonPtr data(cJSON_DetachItemFromObjectCaseSensitive(body.get(), "data"));
-    return cJSON_IsNull(data.get()) ? nullptr : std::move(data);
+    return JsonPtr(cJSON_DetachItemFromObjectCaseSensitive(body.get(), "data"));
 }
 
 std::optional<unsigned int> SubscriptionRules::sessionNumber(HabRequest* request) {

@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         request.setQueryString(evhttp_uri_get_query(uri.get()));
     }
     request.setQueryString(target.c_str());
-    request.getParameter("a");
+    static_cast<void>(request.getParameter("a"));
     std::vector<char> decoded(target.size() + 1);
     decodeURIComponent(target.c_str(), decoded.data(), static_cast<unsigned int>(target.size()));
     normalizeString(decoded.data());

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "HttpClient.h"
-#include "Program.h"
+#include "tests/support/Program.h"
 #include "RpcClient.h"
 
 // RunningUnit: bus, configuration database and daemon as real programs on addresses of their own, in a directory

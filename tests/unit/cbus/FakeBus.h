@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "BusPeer.h"
+#include "tests/support/BusPeer.h"
 #include "cbus/cbus.h"
 #include "cbus/socket_helpers.h"
 #include "runtime/fdloop_libevent.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <thread>
 
-#include "BusPeer.h"
+#include "tests/support/BusPeer.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "../runtime/FakeSyslog.h"
+#include "tests/support/FakeSyslog.h"
 #include "FakeBus.h"
 
 namespace {

@@ -19,7 +19,7 @@ class BusDoor : public testing::Test {
         return RunLoopUntil(m_base.get(), [&] { return m_accepted.size() == count; });
     }
 
-    LogRecorder m_log;
+    CapturedLog m_log;
     std::string m_address = "unix*cbusd-door-" + std::to_string(getpid());
     EventBasePtr m_base{event_base_new()};
     std::vector<UniqueFd> m_accepted;
@@ -78,7 +78,7 @@ TEST_F(BusDoor, WithoutADescriptorItWaitsForOneWithOneLogLine) {
     }
 
     EXPECT_TRUE(RunUntilAccepted(1));
-    EXPECT_EQ(g_log_lines, std::vector<std::string>{"no new clients for now: Too many open files"});
+    EXPECT_EQ(m_log.lines(), std::vector<std::string>{"no new clients for now: Too many open files"});
 }
 
 TEST(BusListening, IsRefusedForABadAddress) {

@@ -10,14 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "../cbus/BusPeer.h"
+#include "tests/support/BusPeer.h"
 #include "cbus/socket_helpers.h"
 #include "device/cbusd/Broker.h"
 #include "runtime/logging.h"
 #include "src/base/owners.h"
 
 // The lines that the broker logs while a test runs.
-inline std::vector<std::string> g_log_lines;
+inline std::vector<std::string> m_log.lines();
 
 inline void RecordLogLine(int, const char*, const char* format, ...) __attribute__((format(printf, 3, 4)));
 inline void RecordLogLine(int, const char*, const char* format, ...) {
@@ -26,13 +26,13 @@ inline void RecordLogLine(int, const char*, const char* format, ...) {
     va_start(args, format);
     vsnprintf(line, sizeof line, format, args);
     va_end(args);
-    g_log_lines.emplace_back(line);
+    m_log.lines().emplace_back(line);
 }
 
 class LogRecorder {
   public:
     LogRecorder() {
-        g_log_lines.clear();
+        m_log.lines().clear();
         set_logger(RecordLogLine, nullptr);
     }
     LogRecorder(const LogRecorder&) = delete;
@@ -94,7 +94,7 @@ class BrokerFixture : public testing::Test {
         return RunUntil([&] { return peer.IsReadable(); }) && peer.ReceiveBytes(1).empty();
     }
 
-    LogRecorder m_log;
+    CapturedLog m_log;
     std::string m_address;
     EventBasePtr m_base{event_base_new()};
     std::unique_ptr<Broker> m_broker;

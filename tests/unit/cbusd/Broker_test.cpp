@@ -304,7 +304,7 @@ TEST_F(BusSilence, IsAnsweredEmptyWhenTheTimeIsOver) {
     Forward(kRequest);
 
     EXPECT_EQ(Receive(m_origin), kEmptyReply);
-    EXPECT_EQ(g_log_lines.size(), 1u);
+    EXPECT_EQ(m_log.lines().size(), 1u);
 }
 
 TEST_F(BusSilence, IsAnsweredForEachRequestInTurn) {

@@ -27,7 +27,7 @@ class BusPeerBehaviour : public BrokerFixture {
 
         EXPECT_TRUE(IsDisconnected(offender));
         Settle(bystander);
-        EXPECT_EQ(g_log_lines, std::vector<std::string>{"client 2 disconnected: malformed message"});
+        EXPECT_EQ(m_log.lines(), std::vector<std::string>{"client 2 disconnected: malformed message"});
     }
 };
 
@@ -92,7 +92,7 @@ TEST_F(BusPeerBehaviour, WhoGoesInTheMiddleOfAMessageIsForgottenWithoutALogLine)
     peer.Hang();
 
     EXPECT_TRUE(RunUntil([&] { return m_broker->client_count() == 0; }));
-    EXPECT_EQ(g_log_lines, std::vector<std::string>{});
+    EXPECT_EQ(m_log.lines(), std::vector<std::string>{});
 }
 
 TEST_F(BusPeerBehaviour, WhatAClientDoesNotTakeYetWaitsForItInOrder) {
@@ -122,7 +122,7 @@ TEST_F(BusPeerBehaviour, AClientThatNeverReadsLosesItsConnectionAndNobodyElseDoe
     }
 
     EXPECT_EQ(m_broker->client_count(), 1u);
-    EXPECT_EQ(g_log_lines, std::vector<std::string>{"client 1 disconnected: does not read what it is sent"});
+    EXPECT_EQ(m_log.lines(), std::vector<std::string>{"client 1 disconnected: does not read what it is sent"});
 }
 
 TEST_F(BusPeerBehaviour, TooLongAFilterCostsTheConnection) {
@@ -131,7 +131,7 @@ TEST_F(BusPeerBehaviour, TooLongAFilterCostsTheConnection) {
     peer.Send(WireMessage{1, 0, 0, 0, "cbus.filter", std::string(NameTable::kMaxTextBytes + 1, 'f')});
 
     EXPECT_TRUE(IsDisconnected(peer));
-    EXPECT_EQ(g_log_lines.size(), 1u);
+    EXPECT_EQ(m_log.lines().size(), 1u);
 }
 
 TEST_F(BusPeerBehaviour, TooLongAProvidedNameCostsTheConnection) {
@@ -140,5 +140,5 @@ TEST_F(BusPeerBehaviour, TooLongAProvidedNameCostsTheConnection) {
     peer.Send(WireMessage{1, 0, 0, 0, "cbus.provide", std::string(NameTable::kMaxTextBytes + 1, 'p')});
 
     EXPECT_TRUE(IsDisconnected(peer));
-    EXPECT_EQ(g_log_lines.size(), 1u);
+    EXPECT_EQ(m_log.lines().size(), 1u);
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "../cbus/BusPeer.h"
+#include "tests/support/BusPeer.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "../cbus/BusPeer.h"
+#include "tests/support/BusPeer.h"
 #include "cbus/socket_helpers.h"
 
 namespace {

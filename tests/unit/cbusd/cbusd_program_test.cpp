@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "../../integration/Program.h"
+#include "tests/support/Program.h"
 #include "cbus/cbus_client.h"
 #include "cbus/socket_helpers.h"
 

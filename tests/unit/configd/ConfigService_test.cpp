@@ -374,6 +374,17 @@ TEST_F(Service, SignalsAndDeletesAreGuardedToo) {
     EXPECT_EQ(Value("ram.net.ip"), Text("x"));
 }
 
+TEST_F(Service, AGuardedWriteThatTheBusWouldNotCarryToItsValidatorIsRefused) {
+    Send("config.validate.register", "ram.\0"s);
+    const std::string prefix = "ram." + std::string(200, 'k');
+    const size_t count = ConfigService::kMaxDataBytes / 200;
+
+    Send("config.writev." + prefix, Vbuf(Elements(count, {"a", Number(1), 0})));
+
+    EXPECT_TRUE(m_signals.empty());
+    EXPECT_EQ(Value(prefix + ".a"), Deleted());
+}
+
 TEST_F(Service, OthersAreServedWhileAValidatorIsAsked) {
     Send("config.validate.register", "ram.net\0"s);
     Request("config.modifyv", Vbuf({{"ram.net.ip", Text("x"), 0}}));

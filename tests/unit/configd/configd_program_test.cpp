@@ -5,7 +5,7 @@
 #include <map>
 #include <memory>
 
-#include "../../integration/Program.h"
+#include "tests/support/Program.h"
 #include "Values.h"
 #include "cbus/cbus.h"
 #include "runtime/fdloop_libevent.h"

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "CapturedLog.h"
-#include "WebConfiguration.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/WebConfiguration.h"
 #include "src/http/HabSession.h"
 
 namespace {

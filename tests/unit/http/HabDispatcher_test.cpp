@@ -164,6 +164,34 @@ TEST_F(HabDispatcherTest, MatchesAnywhereInTheUri) {
     EXPECT_EQ(request.parameter("main_res"), "system");
 }
 
+TEST_F(HabDispatcherTest, StoresTheSameSegmentsForAUriThatComesAgain) {
+    Register(kApi);
+    LocalRequest first("GET", "/api/system/status");
+    HabDispatcher::setHandler(&first);
+    LocalRequest again("GET", "/api/system/status", "main_res=closed");
+
+    HabDispatcher::setHandler(&again);
+
+    EXPECT_EQ(again.parameter("main_res"), "system");
+    EXPECT_EQ(again.parameter("sub1"), "status");
+}
+
+TEST_F(HabDispatcherTest, RemembersABoundedNumberOfUrisPerEntry) {
+    HabHandlerListEntry entry;
+    ASSERT_EQ(regcomp(&entry.regex, "/api/([a-z0-9]+)", REG_EXTENDED), 0);
+    entry.compiled = true;
+    entry.names = {"main_res"};
+    LocalRequest request("GET", "/api/x");
+
+    for (int i = 0; i < 1000; ++i) {
+        HabDispatcher::matchCheck(&request, ("/api/" + std::to_string(i)).c_str(), &entry);
+    }
+    HabDispatcher::matchCheck(&request, ("/api/" + std::string(10000, 'x')).c_str(), &entry);
+
+    EXPECT_LE(entry.recent.size(), 128U);
+    EXPECT_EQ(request.parameter("main_res").size(), 10000U);
+}
+
 TEST_F(HabDispatcherTest, NeverTakesAPlaceholderFromTheQueryString) {
     Register(kApi);
     LocalRequest request("GET", "/api", "main_res=closed&sub1=x&other=1");

@@ -343,6 +343,29 @@ TEST_F(HabEventServerTest, AnswersBadRequestToANulInThePath) {
     EXPECT_EQ(StatusOf(Exchange("GET /a%00b HTTP/1.1\r\nHost: x\r\n\r\n")), kBadRequest);
 }
 
+TEST_F(HabEventServerTest, EndsTheConnectionOfARequestWhoseEndIsInDoubt) {
+    const CapturedLog log;
+    for (const char* request : {"PUT /a HTTP/1.1\r\nTransfer-Encoding: xchunked\r\n\r\n",
+                                "POST /a HTTP/1.1\r\nContent-Length: 0\r\nContent-Length: 9\r\n\r\n",
+                                "DELETE /a HTTP/1.1\r\nContent-Length : 9\r\n\r\n",
+                                "HEAD /a HTTP/1.1\r\nContent-Length: 9\r\n\r\n"}) {
+        ScriptedServer server(0);
+        server.script = [&server, request] {
+            RawHttpClient client = server.connect();
+            client.send(std::string(request) + "GET /smuggled HTTP/1.1\r\nHost: x\r\n\r\n");
+
+            EXPECT_TRUE(client.isClosedByServer());
+            const std::string answers = client.pending();
+            EXPECT_EQ(StatusOf(answers), kBadRequest) << request;
+            EXPECT_EQ(CountOf(answers, "HTTP/1.1"), 1) << request;
+        };
+        EXPECT_EQ(server.run(), 0);
+    }
+
+    EXPECT_TRUE(log.has("3 src/HabEventServer: End of request in doubt for /a"));
+    EXPECT_FALSE(log.has("7 src/HabEventServer: Saving HabRequest in cache"));
+}
+
 TEST_F(HabEventServerTest, RefusesABodyAboveTheLimit) {
     const std::string answer = Exchange("POST /a HTTP/1.1\r\nHost: x\r\nContent-Length: 16777217\r\n\r\n");
 

@@ -8,7 +8,7 @@
 
 #include <gmock/gmock.h>
 
-#include "CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 #include "HttpFixture.h"
 
 using testing::EndsWith;

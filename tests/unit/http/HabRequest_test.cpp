@@ -9,8 +9,8 @@
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
-#include "CapturedLog.h"
-#include "WebConfiguration.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/WebConfiguration.h"
 #include "src/base/owners.h"
 #include "src/http/HabSession.h"
 

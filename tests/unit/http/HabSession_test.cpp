@@ -10,9 +10,9 @@
 #include <cjson/cJSON.h>
 #include <gmock/gmock.h>
 
-#include "CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 #include "HttpFixture.h"
-#include "WebConfiguration.h"
+#include "tests/support/WebConfiguration.h"
 #include "src/base/owners.h"
 #include "src/http/HabRequestEvent.h"
 

@@ -8,8 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "CapturedLog.h"
-#include "WebConfiguration.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/WebConfiguration.h"
 #include "src/base/json_helpers.h"
 
 using testing::Each;

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "RestFixture.h"
+#include "tests/support/RestFixture.h"
 #include "src/rest/CjsonCollectionPathHandler.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "ConfigFixture.h"
+#include "tests/support/ConfigFixture.h"
 #include "src/rest/BasePathHandler.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "RestFixture.h"
+#include "tests/support/RestFixture.h"
 
 namespace {
 
@@ -195,6 +195,10 @@ TEST_F(PathHandlerSubscription, IsNotCreatedFromAnUnknownKindOfData) {
 
 TEST_F(PathHandlerSubscription, IsNotCreatedFromARecursiveThatIsNoBoolean) {
     EXPECT_EQ(post("/api/subscriptions/api/a", R"({"recursive": "yes"})").status, 400);
+}
+
+TEST_F(PathHandlerSubscription, IsNotCreatedFromJsonNull) {
+    EXPECT_EQ(post("/api/subscriptions/api/a", "null").status, 400);
 }
 
 TEST_F(PathHandlerSubscription, IsRefusedWithoutASession) {

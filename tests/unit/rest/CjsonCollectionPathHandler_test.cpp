@@ -1,6 +1,6 @@
 #include "src/rest/CjsonCollectionPathHandler.h"
 
-#include "RestFixture.h"
+#include "tests/support/RestFixture.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "RestFixture.h"
+#include "tests/support/RestFixture.h"
 #include "src/rest/CjsonCollectionPathHandler.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "ConfigFixture.h"
+#include "tests/support/ConfigFixture.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "RestFixture.h"
+#include "tests/support/RestFixture.h"
 
 namespace {
 

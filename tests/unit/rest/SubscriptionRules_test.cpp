@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "../rpc/RpcFakes.h"
+#include "tests/support/RpcFakes.h"
 #include "tests/support/RecordingRequest.h"
 
 namespace {
@@ -94,6 +94,10 @@ TEST(SubscriptionParams, AnEmptyObjectIsValid) {
     EXPECT_EQ(SubscriptionRules::validateSubscriptionUpdateParams(parse("{}").get()), 202);
 }
 
+TEST(SubscriptionParams, JsonNullIsInvalid) {
+    EXPECT_EQ(create_status("null"), 400);
+}
+
 TEST(SubscriptionParams, AnArrayIsInvalid) {
     EXPECT_EQ(create_status("[]"), 400);
 }
@@ -125,8 +129,8 @@ TEST(RequestData, IsNoneForAClientThatDoesNotTakeJson) {
     EXPECT_EQ(payload_of(R"({"data": {}})", 2), "none");
 }
 
-TEST(RequestData, IsNoneForJsonNull) {
-    EXPECT_EQ(payload_of(R"({"data": null})"), "none");
+TEST(RequestData, IsTheMemberThoughItIsJsonNull) {
+    EXPECT_EQ(payload_of(R"({"data": null})"), "null");
 }
 
 TEST(RequestData, IsNoneWithoutABody) {

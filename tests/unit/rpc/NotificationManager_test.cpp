@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "RecordedLog.h"
-#include "RpcFakes.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/RpcFakes.h"
 #include "src/rpc/RPCServer.h"
 
 using ::testing::ElementsAre;
@@ -25,7 +25,7 @@ class NotificationManagerTest : public ::testing::Test {
         manager.addTransport(&transport);
     }
 
-    RecordedLog log;
+    CapturedLog log;
     RPCServer server;
     RecordingTransport first{&server};
     RecordingTransport second{&server};
@@ -92,7 +92,7 @@ TEST_F(NotificationManagerTest, NotifiesNobodyButTheSubscribedSession) {
 TEST_F(NotificationManagerTest, LogsASessionThatHasNoConnection) {
     manager.notifyUpdated(3, "/system/info", data.get());
 
-    EXPECT_EQ(log.count("4 src/NotificationManager Transport NOT found"), 1);
+    EXPECT_EQ(log.count("4 src/NotificationManager: Transport NOT found"), 1);
     EXPECT_THAT(first.messages(), IsEmpty());
 }
 
@@ -101,9 +101,9 @@ TEST_F(NotificationManagerTest, LogsEachKindOfNotification) {
     manager.notifyUpdated(1, "/a", nullptr);
     manager.notifyDeleted(1, "/a");
 
-    EXPECT_EQ(log.count("7 src/NotificationManager notifyCreated()"), 1);
-    EXPECT_EQ(log.count("7 src/NotificationManager notifyUpdated()"), 1);
-    EXPECT_EQ(log.count("7 src/NotificationManager notifyDeleted()"), 1);
+    EXPECT_EQ(log.count("7 src/NotificationManager: notifyCreated()"), 1);
+    EXPECT_EQ(log.count("7 src/NotificationManager: notifyUpdated()"), 1);
+    EXPECT_EQ(log.count("7 src/NotificationManager: notifyDeleted()"), 1);
 }
 
 TEST_F(NotificationManagerTest, SendsNothingToAConnectionThatHasGone) {
@@ -112,7 +112,7 @@ TEST_F(NotificationManagerTest, SendsNothingToAConnectionThatHasGone) {
     manager.notifyDeleted(1, "/system/info");
 
     EXPECT_THAT(first.messages(), IsEmpty());
-    EXPECT_EQ(log.count("4 src/NotificationManager Transport NOT found"), 1);
+    EXPECT_EQ(log.count("4 src/NotificationManager: Transport NOT found"), 1);
 }
 
 TEST_F(NotificationManagerTest, ForgetsAConnectionUnderEveryNumberThatItHad) {
@@ -134,7 +134,7 @@ TEST_F(NotificationManagerTest, KeepsTheConnectionThatANumberAlreadyHas) {
 
     EXPECT_EQ(first.messages().size(), 1U);
     EXPECT_THAT(second.messages(), IsEmpty());
-    EXPECT_EQ(log.count("7 src/NotificationManager addTransport() MUST ADD"), 2);
+    EXPECT_EQ(log.count("7 src/NotificationManager: addTransport() MUST ADD"), 2);
 }
 
 TEST_F(NotificationManagerTest, IgnoresAConnectionWithoutSession) {
@@ -145,7 +145,7 @@ TEST_F(NotificationManagerTest, IgnoresAConnectionWithoutSession) {
     manager.notifyDeleted(0, "/a");
 
     EXPECT_THAT(without.messages(), IsEmpty());
-    EXPECT_EQ(log.count("7 src/NotificationManager removeTransport() sessionID: "), 0);
+    EXPECT_EQ(log.count("7 src/NotificationManager: removeTransport() sessionID: "), 0);
 }
 
 TEST_F(NotificationManagerTest, HoldsBackWhileARequestIsBeingHandled) {

@@ -2,14 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include "RecordedLog.h"
-#include "RpcFakes.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/RpcFakes.h"
 
 namespace {
 
 class RPCRequestTest : public ::testing::Test {
   protected:
-    RecordedLog log;
+    CapturedLog log;
     RecordingTransport transport{nullptr};
     JsonPtr params = parse(R"({"data": {"a": 1}})");
     RPCRequest request{"PUT", "/system/info", params.get(), &transport};
@@ -32,7 +32,7 @@ TEST_F(RPCRequestTest, HasAnsweredNothingAtFirst) {
 TEST_F(RPCRequestTest, StoresNoContent) {
     request.storeContent("text");
 
-    EXPECT_EQ(log.count("7 src/RPCRequest storeContent()!\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCRequest: storeContent()!\n"), 1);
     EXPECT_EQ(request.getReplyData(), "");
 }
 
@@ -44,7 +44,7 @@ TEST_F(RPCRequestTest, HasNoRawContent) {
     EXPECT_EQ(request.getRequestContent(&block), 0U);
     EXPECT_STREQ(bytes, "abc");
     EXPECT_EQ(block, bytes);
-    EXPECT_EQ(log.count("7 src/RPCRequest getRequestContent()!\n"), 2);
+    EXPECT_EQ(log.count("7 src/RPCRequest: getRequestContent()!\n"), 2);
 }
 
 TEST_F(RPCRequestTest, HasJsonAsContentType) {
@@ -65,7 +65,7 @@ TEST_F(RPCRequestTest, TakesJson) {
 TEST_F(RPCRequestTest, DoesNotKeepAddedBytes) {
     request.replyAdd("abc", 3);
 
-    EXPECT_EQ(log.count("7 src/RPCRequest replyAdd()\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCRequest: replyAdd()\n"), 1);
     EXPECT_EQ(request.getReplyData(), "");
 }
 
@@ -74,7 +74,7 @@ TEST_F(RPCRequestTest, AppendsPrintedText) {
     request.replyPrintf("%s-%d;", "b", 2);
 
     EXPECT_EQ(request.getReplyData(), "a-1;b-2;");
-    EXPECT_EQ(log.count("7 src/RPCRequest String: a-1;\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCRequest: String: a-1;\n"), 1);
 }
 
 TEST_F(RPCRequestTest, PrintsTextOfAnyLength) {
@@ -114,21 +114,21 @@ TEST_F(RPCRequestTest, KeepsTheStatusOfAFinishWithoutItsText) {
 
     EXPECT_EQ(request.getResultCode(), 409);
     EXPECT_EQ(request.getReplyData(), "");
-    EXPECT_EQ(log.count("7 src/RPCRequest replyFinish(409,\"Conflict\")\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCRequest: replyFinish(409,\"Conflict\")\n"), 1);
 }
 
 TEST_F(RPCRequestTest, KeepsTheStatusOfAFinishByCode) {
     request.replyFinish(StatusCode::kAccepted);
 
     EXPECT_EQ(request.getResultCode(), 202);
-    EXPECT_EQ(log.count("7 src/RPCRequest replyFinish(202,\"Accepted\")\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCRequest: replyFinish(202,\"Accepted\")\n"), 1);
 }
 
 TEST_F(RPCRequestTest, HasNoStatusAfterABareFinish) {
     request.replyFinish();
 
     EXPECT_EQ(request.getResultCode(), 0);
-    EXPECT_EQ(log.count("7 src/RPCRequest replyFinish()\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCRequest: replyFinish()\n"), 1);
 }
 
 TEST_F(RPCRequestTest, KeepsTheStatusOfRefusals) {

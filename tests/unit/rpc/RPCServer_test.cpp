@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "RpcFakes.h"
+#include "tests/support/RpcFakes.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

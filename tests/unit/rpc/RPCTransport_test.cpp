@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "RecordedLog.h"
-#include "RpcFakes.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/RpcFakes.h"
 #include "src/rpc/RPCServer.h"
 
 using ::testing::ElementsAre;
@@ -37,7 +37,7 @@ class RPCTransportTest : public ::testing::Test {
 
     RPCServer server;
     RecordingTransport transport{&server};
-    RecordedLog log;
+    CapturedLog log;
     std::string response;
 };
 
@@ -71,7 +71,7 @@ TEST_F(RPCTransportTest, LogsWhatItsBaseSends) {
 
     base.sendData("text");
 
-    EXPECT_EQ(log.count("7 src/RPCServer RPCTransport::sendData: text\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCServer: RPCTransport::sendData: text\n"), 1);
 }
 
 TEST_F(RPCTransportTest, IsLiveFromAddToRemove) {
@@ -122,7 +122,7 @@ TEST_F(RPCTransportTest, DropsARequestWhenThereIsNoServer) {
 
     alone.dataReceived(parse(R"({"jsonrpc": "2.0", "method": "none", "id": 5})").get());
 
-    EXPECT_EQ(log.count("5 src/RPCServer No server - is this a notification received at the client?\n"), 1);
+    EXPECT_EQ(log.count("5 src/RPCServer: No server - is this a notification received at the client?\n"), 1);
     EXPECT_TRUE(alone.texts().empty());
 }
 
@@ -150,8 +150,8 @@ TEST_F(RPCTransportTest, LogsTheItemsOfAResponse) {
 
     Receive(R"({"jsonrpc": "2.0", "result": 12, "id": 3})");
 
-    EXPECT_EQ(log.count("7 src/RPCServer Result: 12\n"), 1);
-    EXPECT_EQ(log.count("7 src/RPCServer Error: (null)\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCServer: Result: 12\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCServer: Error: (null)\n"), 1);
 }
 
 TEST_F(RPCTransportTest, GivesOnlyTheFirstResponseOfAnIdToItsCall) {
@@ -166,7 +166,7 @@ TEST_F(RPCTransportTest, GivesOnlyTheFirstResponseOfAnIdToItsCall) {
 TEST_F(RPCTransportTest, IgnoresAResponseThatNobodyAwaits) {
     Receive(R"({"jsonrpc": "2.0", "result": 1, "id": 3})");
 
-    EXPECT_EQ(log.count("7 src/RPCServer Got response with ID: 3\n"), 1);
+    EXPECT_EQ(log.count("7 src/RPCServer: Got response with ID: 3\n"), 1);
     EXPECT_TRUE(transport.texts().empty());
 }
 

@@ -15,8 +15,8 @@
 #include <string>
 #include <string_view>
 
-#include "RecordedLog.h"
-#include "RpcFakes.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/RpcFakes.h"
 #include "src/rpc/RPCServer.h"
 #include "src/rpc/SocketTransport.h"
 
@@ -120,7 +120,7 @@ class RpcSocketFixture : public ::testing::Test {
 
     char directory[32] = "/tmp/rpc_socket_XXXXXX";
     std::string path;
-    RecordedLog log;
+    CapturedLog log;
     EventBasePtr loop{event_base_new()};
     RPCServer server;
     RecordingListener listener;

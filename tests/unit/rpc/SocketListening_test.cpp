@@ -109,7 +109,7 @@ TEST_F(SocketListeningTest, RefusesAPathThatIsTooLong) {
     const std::string too_long = name + std::string(sizeof(sockaddr_un::sun_path) - name.size(), 'x');
 
     EXPECT_FALSE(listening->listen(too_long.c_str()));
-    EXPECT_EQ(log.count("3 src/SocketTransport Not a socket path: '" + too_long + "'\n"), 1);
+    EXPECT_EQ(log.count("3 src/SocketTransport: Not a socket path: '" + too_long + "'\n"), 1);
 }
 
 TEST_F(SocketListeningTest, RefusesAnEmptyPath) {
@@ -125,7 +125,7 @@ TEST_F(SocketListeningTest, PausesAcceptingWithoutDescriptorsAndResumes) {
 
     turn_without_descriptors(loop.get(), 10);
 
-    EXPECT_EQ(log.countOf("3 src/SocketTransport Got an error 24 "), 1);
+    EXPECT_EQ(log.countOf("3 src/SocketTransport: Got an error 24 "), 1);
     EXPECT_TRUE(listener.live().empty());
     EXPECT_TRUE(UntilConnections(1));
 }
@@ -153,6 +153,6 @@ TEST_F(SocketListeningTest, LeavesTheLoopOnAnyOtherListenerError) {
     EXPECT_TRUE(event_base_got_exit(loop.get()));
     EXPECT_EQ(
         log.count(
-            "3 src/SocketTransport Got an error 22 (Invalid argument) on the listener. Shutting down.\n"),
+            "3 src/SocketTransport: Got an error 22 (Invalid argument) on the listener. Shutting down.\n"),
         1);
 }

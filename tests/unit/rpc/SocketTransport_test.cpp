@@ -58,7 +58,7 @@ TEST_F(SocketTransportTest, SkipsLineEndsBeforeAMessage) {
         R"({"jsonrpc": "2.0", "method": "none", "id": 1})");
 
     EXPECT_EQ(client.Receive(), kNotFoundOne);
-    EXPECT_EQ(log.count(R"(7 src/SocketTransport Got message: {"jsonrpc": "2.0", "method": "none", "id": 1})"
+    EXPECT_EQ(log.count(R"(7 src/SocketTransport: Got message: {"jsonrpc": "2.0", "method": "none", "id": 1})"
                         "\n"),
               1);
 }
@@ -115,7 +115,7 @@ TEST_F(SocketTransportTest, DropsAMessageThatIsNotJson) {
     client.Send(R"({"jsonrpc": "2.0", "method": "none", "id": 1})");
 
     EXPECT_EQ(client.Receive(), kNotFoundOne);
-    EXPECT_EQ(log.count(R"(3 src/SocketTransport JSON parse error: "2.0"})"
+    EXPECT_EQ(log.count(R"(3 src/SocketTransport: JSON parse error: "2.0"})"
                         "\n"),
               1);
 }
@@ -126,7 +126,7 @@ TEST_F(SocketTransportTest, EndsAMessageAtABraceInsideAString) {
     client.Send(R"({"jsonrpc": "2.0", "method": "}", "id": 1})");
     Turn();
 
-    EXPECT_EQ(log.countOf("3 src/SocketTransport JSON parse error: "), 1);
+    EXPECT_EQ(log.countOf("3 src/SocketTransport: JSON parse error: "), 1);
     EXPECT_EQ(listener.live().size(), 1U);
 }
 
@@ -138,7 +138,7 @@ TEST_F(SocketTransportTest, TakesABraceThatClosesFirstAsPartOfAMessageThatIsNotJ
     client.Send(R"({"jsonrpc": "2.0", "method": "none", "id": 1})");
 
     EXPECT_EQ(client.Receive(), kNotFoundOne);
-    EXPECT_EQ(log.count("3 src/SocketTransport JSON parse error: }{\n"), 1);
+    EXPECT_EQ(log.count("3 src/SocketTransport: JSON parse error: }{\n"), 1);
 }
 
 TEST_F(SocketTransportTest, ReadsAMessageUpToANulByte) {
@@ -147,9 +147,9 @@ TEST_F(SocketTransportTest, ReadsAMessageUpToANulByte) {
     client.Send(std::string_view("{\"a\":\"\0\"}\0{}", 12));
     Turn();
 
-    EXPECT_EQ(log.count("7 src/SocketTransport Got message: {\"a\":\"\n"), 1);
-    EXPECT_EQ(log.count("7 src/SocketTransport Got message: \n"), 1);
-    EXPECT_EQ(log.countOf("3 src/SocketTransport JSON parse error: "), 2);
+    EXPECT_EQ(log.count("7 src/SocketTransport: Got message: {\"a\":\"\n"), 1);
+    EXPECT_EQ(log.count("7 src/SocketTransport: Got message: \n"), 1);
+    EXPECT_EQ(log.countOf("3 src/SocketTransport: JSON parse error: "), 2);
 }
 
 TEST_F(SocketTransportTest, DropsAMessageThatIsNestedTooDeep) {
@@ -161,7 +161,7 @@ TEST_F(SocketTransportTest, DropsAMessageThatIsNestedTooDeep) {
     client.Send(R"({"jsonrpc": "2.0", "method": "none", "id": 1})");
 
     EXPECT_EQ(client.Receive(), kNotFoundOne);
-    EXPECT_EQ(log.countOf("3 src/SocketTransport JSON parse error: "), 1);
+    EXPECT_EQ(log.countOf("3 src/SocketTransport: JSON parse error: "), 1);
 }
 
 TEST_F(SocketTransportTest, AnswersThousandsOfMessagesOfOneRead) {
@@ -194,7 +194,7 @@ TEST_F(SocketTransportTest, ClosesAConnectionWhoseMessageDoesNotEnd) {
 
     EXPECT_EQ(client.Receive(), "");
     EXPECT_EQ(listener.removals(), 1);
-    EXPECT_EQ(log.count("4 src/SocketTransport Closing a connection: its message does not end\n"), 1);
+    EXPECT_EQ(log.count("4 src/SocketTransport: Closing a connection: its message does not end\n"), 1);
 }
 
 TEST_F(SocketTransportTest, ClosesAConnectionThatDoesNotReadWhatItIsSent) {
@@ -209,7 +209,7 @@ TEST_F(SocketTransportTest, ClosesAConnectionThatDoesNotReadWhatItIsSent) {
 
     EXPECT_EQ(removals_meanwhile, 0);
     EXPECT_TRUE(UntilConnections(0));
-    EXPECT_EQ(log.count("4 src/SocketTransport Closing a connection: it does not read what it is sent\n"), 1);
+    EXPECT_EQ(log.count("4 src/SocketTransport: Closing a connection: it does not read what it is sent\n"), 1);
 }
 
 TEST_F(SocketTransportTest, KeepsAConnectionThatReadsWhatItIsSent) {
@@ -243,8 +243,8 @@ TEST_F(SocketTransportTest, RemovesAConnectionWhoseClientCloses) {
 
     EXPECT_TRUE(UntilConnections(0));
     EXPECT_EQ(listener.removals(), 1);
-    EXPECT_EQ(log.count("7 src/SocketTransport BEV_EVENT_EOF | BEV_EVENT_ERROR"), 1);
-    EXPECT_EQ(log.count("7 src/SocketTransport SocketTransport::destroy()"), 1);
+    EXPECT_EQ(log.count("7 src/SocketTransport: BEV_EVENT_EOF | BEV_EVENT_ERROR"), 1);
+    EXPECT_EQ(log.count("7 src/SocketTransport: SocketTransport::destroy()"), 1);
 }
 
 TEST_F(SocketTransportTest, RemovesAConnectionThatIsReset) {

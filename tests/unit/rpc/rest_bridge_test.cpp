@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "RpcFakes.h"
+#include "tests/support/RpcFakes.h"
 #include "src/base/date_time.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabDispatcher.h"

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "FakeClock.h"
-#include "FakeSyslog.h"
+#include "tests/support/FakeSyslog.h"
 #include "FdLoopFixture.h"
 
 using testing::Contains;

@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "FakeSyslog.h"
+#include "tests/support/FakeSyslog.h"
 
 using testing::Contains;
 using testing::ElementsAre;

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "FakeSyslog.h"
+#include "tests/support/FakeSyslog.h"
 
 using testing::ElementsAre;
 

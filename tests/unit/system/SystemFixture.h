@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "../rest/ConfigFixture.h"
-#include "../rest/RestFixture.h"
+#include "tests/support/ConfigFixture.h"
+#include "tests/support/RestFixture.h"
 #include "src/system/SystemApiController.h"
 
 // SystemFixture: the controller of "/system" on a bus with a database, and one client with a session.

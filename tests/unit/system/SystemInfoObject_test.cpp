@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "../rpc/RecordedLog.h"
+#include "tests/support/CapturedLog.h"
 #include "SystemFixture.h"
 
 namespace {
@@ -57,11 +57,11 @@ TEST_F(SystemInfoObjectTest, AnswersInTheFormattedPrint) {
 TEST_F(SystemInfoObjectTest, GivesNullForAKeyThatCannotBeRead) {
     fillDatabase();
     m_database.erase("cfg.sysconf.unit_bom");
-    const RecordedLog log;
+    const CapturedLog log;
 
     EXPECT_EQ(member("/system/info", "unit_bom"), "null");
     EXPECT_EQ(
-        log.count("4 src/SystemInfoObject  initJsonFromConfigDb dbKey=cfg.sysconf.unit_bom returned NULL"),
+        log.count("4 src/SystemInfoObject:  initJsonFromConfigDb dbKey=cfg.sysconf.unit_bom returned NULL"),
         1);
 }
 

@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "../rpc/RecordedLog.h"
+#include "tests/support/CapturedLog.h"
 #include "SystemFixture.h"
 
 using testing::IsEmpty;
@@ -102,29 +102,29 @@ TEST_F(SystemOemSnmpObjectTest, ReplacesOnlyWhatIsDifferent) {
     m_database.setString(kName, "unit");
     m_database.setInt(kServices, 5);
     get(kUri);
-    const RecordedLog log;
+    const CapturedLog log;
 
     announceAndWait({kName, kServices});
 
-    EXPECT_EQ(log.countOf("6 src/SystemOemSnmpObject OemSnmp: updateFromConfig()"), 1);
-    EXPECT_EQ(log.countOf("7 src/SystemOemSnmpObject Replacing"), 0);
+    EXPECT_EQ(log.countOf("6 src/SystemOemSnmpObject: OemSnmp: updateFromConfig()"), 1);
+    EXPECT_EQ(log.countOf("7 src/SystemOemSnmpObject: Replacing"), 0);
 }
 
 TEST_F(SystemOemSnmpObjectTest, LogsWhatItReplaces) {
     get(kUri);
     m_database.setString(kName, "new");
     m_database.setInt(kServices, 5);
-    const RecordedLog log;
+    const CapturedLog log;
 
     announceAndWait({kName, kServices});
 
     EXPECT_EQ(
-        log.count("6 src/SystemOemSnmpObject OemSnmp: Received message ram.system.oemsnmp.sys_name new"), 1);
+        log.count("6 src/SystemOemSnmpObject: OemSnmp: Received message ram.system.oemsnmp.sys_name new"), 1);
     EXPECT_EQ(
-        log.count("6 src/SystemOemSnmpObject OemSnmp: Received message ram.system.oemsnmp.sys_services 5"),
+        log.count("6 src/SystemOemSnmpObject: OemSnmp: Received message ram.system.oemsnmp.sys_services 5"),
         1);
-    EXPECT_EQ(log.count("7 src/SystemOemSnmpObject Replacing string attribute sys_name"), 1);
-    EXPECT_EQ(log.count("7 src/SystemOemSnmpObject Replacing int attribute sys_services"), 1);
+    EXPECT_EQ(log.count("7 src/SystemOemSnmpObject: Replacing string attribute sys_name"), 1);
+    EXPECT_EQ(log.count("7 src/SystemOemSnmpObject: Replacing int attribute sys_services"), 1);
 }
 
 TEST_F(SystemOemSnmpObjectTest, SkipsKeysThatOnlyBeginLikeItsOwn) {
@@ -140,12 +140,12 @@ TEST_F(SystemOemSnmpObjectTest, RefusesAValueOfAnotherType) {
     m_database.setString(kName, "unit");
     get(kUri);
     m_database.setBinary(kName, "1234");
-    const RecordedLog log;
+    const CapturedLog log;
 
     announceAndWait({kName});
 
     EXPECT_EQ(attribute("sys_name"), R"("unit")");
-    EXPECT_EQ(log.count("4 src/SystemOemSnmpObject Unsupported config type : 16"), 1);
+    EXPECT_EQ(log.count("4 src/SystemOemSnmpObject: Unsupported config type : 16"), 1);
 }
 
 TEST_F(SystemOemSnmpObjectTest, NotifiesNobody) {
@@ -225,12 +225,12 @@ TEST_F(SystemOemSnmpObjectTest, AnswersServerErrorWhenTheWriteFails) {
 TEST_F(SystemOemSnmpObjectTest, HearsNothingMoreOnceItIsGone) {
     get(kUri);
     m_database.setString(kName, "new");
-    const RecordedLog log;
+    const CapturedLog log;
 
     m_controller.removePathHandler("oem-snmp");
     announceAndWait({kName});
 
-    EXPECT_EQ(log.countOf("6 src/SystemOemSnmpObject"), 0);
+    EXPECT_EQ(log.countOf("6 src/SystemOemSnmpObject:"), 0);
 }
 
 TEST_F(SystemOemSnmpObjectTest, CanBeNeitherCreatedNorDeleted) {

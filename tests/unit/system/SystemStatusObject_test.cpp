@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "../rpc/RecordedLog.h"
+#include "tests/support/CapturedLog.h"
 #include "SystemFixture.h"
 
 using testing::AllOf;
@@ -120,17 +120,17 @@ TEST_F(SystemStatusObjectTest, KeepsTheLastKnownValuesWhenReadsFail) {
 
 TEST_F(SystemStatusObjectTest, LogsReadsThatFail) {
     createObject();
-    const RecordedLog log;
+    const CapturedLog log;
 
     get("/system/status");
 
-    EXPECT_EQ(log.count("4 src/SystemStatusObject SystemStatusObject::replaceSystemStatus "
+    EXPECT_EQ(log.count("4 src/SystemStatusObject: SystemStatusObject::replaceSystemStatus "
                         "dbKey=ram.status.system returned NULL"),
               1);
-    EXPECT_EQ(log.count("3 src/SystemStatusObject SystemStatusObject::replaceButtonStatus config_read_int, "
+    EXPECT_EQ(log.count("3 src/SystemStatusObject: SystemStatusObject::replaceButtonStatus config_read_int, "
                         "dbKey=ram.status.system.reset_button.reset_pressed returned NULL"),
               1);
-    EXPECT_EQ(log.count("3 src/SystemStatusObject SystemStatusObject::replaceButtonSeconds config_read_int, "
+    EXPECT_EQ(log.count("3 src/SystemStatusObject: SystemStatusObject::replaceButtonSeconds config_read_int, "
                         "dbKey=ram.status.system.reset_button.reset_pressed_seconds returned NULL"),
               1);
 }
@@ -213,27 +213,27 @@ TEST_F(SystemStatusObjectTest, RefusesAStateThatIsAString) {
     createObject();
     subscribe("/system/status", "ALL");
     m_database.setString(kStatus, "READY");
-    const RecordedLog log;
+    const CapturedLog log;
 
     announceAndWait({kStatus});
 
     EXPECT_THAT(m_client.told(), IsEmpty());
-    EXPECT_EQ(log.count("3 src/SystemStatusObject SystemStatus Replacing string:READY unexpected"), 1);
+    EXPECT_EQ(log.count("3 src/SystemStatusObject: SystemStatus Replacing string:READY unexpected"), 1);
 }
 
 TEST_F(SystemStatusObjectTest, RefusesAStateOfAnotherType) {
     createObject();
     subscribe("/system/status", "ALL");
     m_database.setBinary(kStatus, "1234");
-    const RecordedLog log;
+    const CapturedLog log;
 
     announceAndWait({kStatus});
 
     EXPECT_THAT(m_client.told(), IsEmpty());
-    EXPECT_EQ(log.count("4 src/SystemStatusObject SystemStatus: Received message data unexpected, "
+    EXPECT_EQ(log.count("4 src/SystemStatusObject: SystemStatus: Received message data unexpected, "
                         "Name=ram.status.system, Type=16"),
               1);
-    EXPECT_EQ(log.count("3 src/SystemStatusObject SystemStatus: Unsupported config type : 16"), 1);
+    EXPECT_EQ(log.count("3 src/SystemStatusObject: SystemStatus: Unsupported config type : 16"), 1);
 }
 
 TEST_F(SystemStatusObjectTest, KeepsTheStateOfADeletedKey) {
@@ -250,17 +250,17 @@ TEST_F(SystemStatusObjectTest, KeepsTheStateOfADeletedKey) {
 TEST_F(SystemStatusObjectTest, LogsTheChangesThatItHearsOf) {
     createObject();
     m_database.setInt(kStatus, 3);
-    const RecordedLog log;
+    const CapturedLog log;
 
     announceAndWait({kStatus});
 
     EXPECT_EQ(
         log.count(
-            "6 src/SystemStatusObject SystemStatus: Received message Name = ram.status.system, Type = 3"),
+            "6 src/SystemStatusObject: SystemStatus: Received message Name = ram.status.system, Type = 3"),
         1);
-    EXPECT_EQ(log.count("6 src/SystemStatusObject SystemStatus: Received message INT data=3"), 1);
-    EXPECT_EQ(log.count("7 src/SystemStatusObject SystemStatus: Replacing int=3"), 1);
-    EXPECT_EQ(log.count("7 src/SystemStatusObject SystemStatus notify Updated, attr update count 1"), 1);
+    EXPECT_EQ(log.count("6 src/SystemStatusObject: SystemStatus: Received message INT data=3"), 1);
+    EXPECT_EQ(log.count("7 src/SystemStatusObject: SystemStatus: Replacing int=3"), 1);
+    EXPECT_EQ(log.count("7 src/SystemStatusObject: SystemStatus notify Updated, attr update count 1"), 1);
 }
 
 TEST_F(SystemStatusObjectTest, HearsNothingMoreOnceItIsGone) {

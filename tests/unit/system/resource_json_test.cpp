@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "../rpc/RpcFakes.h"
+#include "tests/support/RpcFakes.h"
 #include "tests/support/RecordingRequest.h"
 
 TEST(ResourceJson, AddsBehindTheOthers) {

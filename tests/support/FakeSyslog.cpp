@@ -1,4 +1,4 @@
-#include "FakeSyslog.h"
+#include "tests/support/FakeSyslog.h"
 
 #include <syslog.h>
 
