@@ -15,11 +15,10 @@ struct _fdloop_t;
 // cbus: one client connection to the message bus.
 // Threads: one thread only; a connection is used by the thread that runs its loop.
 // Blocks:  sends until the bus has taken the message, cbus_get_reply until the reply is there; the bus
-// answers
-//          every request within its own time limit.
+//          answers every request within its own time limit.
 // Errors:  0 or a count on success, -1 on failure. Out of memory stops the process (px_panic).
 // Address: "unix*cbus", or what the environment's CBUS_ADDR says. CBUS_DEBUG (any value) traces to the
-// console.
+//          console.
 
 // Called with the message being dispatched. `name` is never null ("" without a name); `data` is 4-aligned,
 // valid until the callback returns and followed by at least kCbusRxSlackBytes (cbus_sock_impl.h) zero bytes.

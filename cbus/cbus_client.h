@@ -4,7 +4,7 @@
 
 // cbus_client: callbacks by the beginning of the message name, and what a client tells the bus.
 // Order:   the entries of a table are tried in the order in which they were added; the first whose prefix
-// begins
+//          begins
 //          the name takes the message alone; an empty prefix takes everything. Without a match the message is
 //          dropped.
 // Owns:    a copy of each prefix.

@@ -13,8 +13,7 @@ struct event_base;
 // Callbacks: run inside fdloop_run(). A callback may add and remove anything, its own watch, timer or idler
 //            included; it does not free the loop.
 // Errors:    a null handle or timer where one is needed, an allocation that fails and the cases named below
-// are
-//            panics: they are mistakes of the caller.
+//            are panics: they are mistakes of the caller.
 
 struct _fdloop_t;
 struct _fdloop_timer_t;

@@ -11,8 +11,7 @@
 //
 // Levels:  3 error, 4 warning, 5 notice, 6 info, 7 debug (0..2 are emergency, alert and critical).
 // Threads: set_logger() belongs into the program's start, before a second thread exists; set_log_mask() and
-// the
-//          sinks may run on any thread, and a new mask holds from the next line that any thread logs.
+//          the sinks may run on any thread, and a new mask holds from the next line that any thread logs.
 // Errors:  none; a message of more than 299 characters is cut.
 
 using logger_function_t = void (*)(int level, const char* file, const char* format, ...);

@@ -7,8 +7,7 @@
 // Clocks and UTC texts.
 // Threads: all of them.
 // Units:   px_time* of the wall clock in seconds; _ms and _us in milliseconds and microseconds of the
-// monotonic
-//          clock, unsigned 32-bit values that wrap.
+//          monotonic clock, unsigned 32-bit values that wrap.
 
 struct px_tvms_t {
     std::time_t seconds;

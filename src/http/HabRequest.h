@@ -16,11 +16,10 @@ struct cJSON;
 // HabRequest: the one request that every handler sees, whether it came over HTTP or over JSON-RPC.
 // Owns:      its URI, query string and parameters (copies of what is passed in).
 // Borrows:   handler, matchEx and chunkCtx, which outlive the request. A session of the session table stays
-// alive
-//            while a request is bound to it, even when it expires or is ended meanwhile.
+//            alive while a request is bound to it, even when it expires or is ended meanwhile.
 // Threads:   loop thread only.
 // Errors:    texts that are absent are null. Returned texts live as long as the request unless said
-// otherwise.
+//            otherwise.
 //
 // The virtual operations keep their order: both transports implement the interface slot for slot.
 class HabRequest {

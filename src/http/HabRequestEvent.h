@@ -8,7 +8,7 @@
 // HabRequestEvent: a request that came over HTTP.
 // Owns:      the reply body being built.
 // Borrows:   the library's request until the answer is sent; from then on the library may free it at any
-// time,
+//            time,
 //            and this object behaves as one without a request. It must be deleted before or with its request.
 // Threads:   loop thread only.
 // Errors:    the first answer (reply or error page) counts, later ones and what they add to the body are

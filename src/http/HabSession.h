@@ -39,8 +39,7 @@ using cmp_str_functor = cmp_str;
 
 // HabSessionImpl: a session of the process-wide table, found by the cookie that carries its id.
 // Owns:      the table owns its sessions. One that leaves the table (expired, ended, replaced) lives on while
-// a
-//            request is bound to it.
+//            a request is bound to it.
 // Threads:   the table is locked; a session itself is not.
 // Units:     the idle timeout in seconds of the monotonic clock, 0 means never.
 class HabSessionImpl : public HabSession {

@@ -5,8 +5,7 @@ struct evhttp_request;
 
 // Answers on the library's requests, for everything that serves HTTP.
 // Owns:      a sent request belongs to the library, which frees it when the answer is written, and at once
-// when
-//            its connection is gone: it is not touched after the two send functions.
+//            when its connection is gone: it is not touched after the two send functions.
 // Threads:   loop thread only.
 // Errors:    reason and header values lose their control characters, so that no text reaches the client as a
 //            line of its own. A null reason stands for the code's phrase.

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "HttpClient.h"
-#include "tests/support/Program.h"
 #include "RpcClient.h"
+#include "tests/support/Program.h"
 
 // RunningUnit: bus, configuration database and daemon as real programs on addresses of their own, in a directory
 // that goes away with the object. What a test changes about it has to be changed before start().

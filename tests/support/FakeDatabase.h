@@ -75,7 +75,8 @@ class FakeDatabase {
     std::string writeVector(const std::string& data, bool with_status);
     void store(const std::string& key, const Value& value);
     void announceLocked(const std::vector<std::string>& keys);
-    void send(uint8_t type, const std::string& name, const std::string& data, const cbus_rx_message_t* request);
+    void send(uint8_t type, const std::string& name, const std::string& data,
+              const cbus_rx_message_t* request);
 
     std::string m_address;
     UniqueFd m_listener;

@@ -17,7 +17,8 @@ constexpr int kTries = 1000;
 constexpr std::chrono::milliseconds kPause{10};
 
 [[noreturn]] void become(const std::string& path, const std::vector<std::string>& arguments,
-                         const std::map<std::string, std::string>& environment, const std::string& output_path) {
+                         const std::map<std::string, std::string>& environment,
+                         const std::string& output_path) {
     const int input = open("/dev/null", O_RDONLY);
     const int output = open(output_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     dup2(input, STDIN_FILENO);
@@ -66,7 +67,9 @@ bool Program::reap(int options) {
     return m_status.has_value();
 }
 
-bool Program::isRunning() { return m_pid > 0 && !reap(WNOHANG); }
+bool Program::isRunning() {
+    return m_pid > 0 && !reap(WNOHANG);
+}
 
 std::string Program::output() const {
     std::ifstream file(m_output_path);
@@ -88,7 +91,9 @@ bool Program::awaitOutput(const std::string& text) {
     return false;
 }
 
-void Program::signal(int number) const { kill(m_pid, number); }
+void Program::signal(int number) const {
+    kill(m_pid, number);
+}
 
 std::optional<int> Program::awaitEnd() {
     for (int i = 0; i < kTries && isRunning(); ++i) {

@@ -13,8 +13,8 @@
 #include "src/rpc/RPCServer.h"
 #include "tests/support/RecordingRequest.h"
 
-#include "tests/support/WebConfiguration.h"
 #include "tests/support/RpcFakes.h"
+#include "tests/support/WebConfiguration.h"
 
 class EmptyController : public BaseApiController {
   public:

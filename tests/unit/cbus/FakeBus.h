@@ -7,10 +7,10 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/BusPeer.h"
 #include "cbus/cbus.h"
 #include "cbus/socket_helpers.h"
 #include "runtime/fdloop_libevent.h"
+#include "tests/support/BusPeer.h"
 
 using ConnectionPtr = COwned<_cbus_conn_t, cbus_conn_destroy>;
 

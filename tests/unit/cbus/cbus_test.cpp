@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/FakeSyslog.h"
 #include "FakeBus.h"
+#include "tests/support/FakeSyslog.h"
 
 namespace {
 

@@ -78,7 +78,8 @@ TEST_F(BusDoor, WithoutADescriptorItWaitsForOneWithOneLogLine) {
     }
 
     EXPECT_TRUE(RunUntilAccepted(1));
-    EXPECT_EQ(m_log.lines(), std::vector<std::string>{"no new clients for now: Too many open files"});
+    EXPECT_EQ(m_log.lines(),
+              std::vector<std::string>{"4 cbusd: no new clients for now: Too many open files"});
 }
 
 TEST(BusListening, IsRefusedForABadAddress) {

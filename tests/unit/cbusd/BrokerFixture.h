@@ -5,40 +5,14 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdarg>
 #include <memory>
 #include <string>
-#include <vector>
 
-#include "tests/support/BusPeer.h"
 #include "cbus/socket_helpers.h"
 #include "device/cbusd/Broker.h"
-#include "runtime/logging.h"
 #include "src/base/owners.h"
-
-// The lines that the broker logs while a test runs.
-inline std::vector<std::string> m_log.lines();
-
-inline void RecordLogLine(int, const char*, const char* format, ...) __attribute__((format(printf, 3, 4)));
-inline void RecordLogLine(int, const char*, const char* format, ...) {
-    char line[300];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(line, sizeof line, format, args);
-    va_end(args);
-    m_log.lines().emplace_back(line);
-}
-
-class LogRecorder {
-  public:
-    LogRecorder() {
-        m_log.lines().clear();
-        set_logger(RecordLogLine, nullptr);
-    }
-    LogRecorder(const LogRecorder&) = delete;
-    LogRecorder& operator=(const LogRecorder&) = delete;
-    ~LogRecorder() { set_logger(log_discard, nullptr); }
-};
+#include "tests/support/BusPeer.h"
+#include "tests/support/CapturedLog.h"
 
 // Runs the loop until the condition holds; false after five seconds.
 template <class Condition>

@@ -27,7 +27,8 @@ class BusPeerBehaviour : public BrokerFixture {
 
         EXPECT_TRUE(IsDisconnected(offender));
         Settle(bystander);
-        EXPECT_EQ(m_log.lines(), std::vector<std::string>{"client 2 disconnected: malformed message"});
+        EXPECT_EQ(m_log.lines(),
+                  std::vector<std::string>{"4 cbusd: client 2 disconnected: malformed message"});
     }
 };
 
@@ -122,7 +123,8 @@ TEST_F(BusPeerBehaviour, AClientThatNeverReadsLosesItsConnectionAndNobodyElseDoe
     }
 
     EXPECT_EQ(m_broker->client_count(), 1u);
-    EXPECT_EQ(m_log.lines(), std::vector<std::string>{"client 1 disconnected: does not read what it is sent"});
+    EXPECT_EQ(m_log.lines(),
+              std::vector<std::string>{"4 cbusd: client 1 disconnected: does not read what it is sent"});
 }
 
 TEST_F(BusPeerBehaviour, TooLongAFilterCostsTheConnection) {

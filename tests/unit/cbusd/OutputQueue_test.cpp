@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "tests/support/BusPeer.h"
 #include "cbus/socket_helpers.h"
+#include "tests/support/BusPeer.h"
 
 namespace {
 

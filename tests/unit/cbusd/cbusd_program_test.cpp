@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/Program.h"
 #include "cbus/cbus_client.h"
 #include "cbus/socket_helpers.h"
+#include "tests/support/Program.h"
 
 namespace {
 

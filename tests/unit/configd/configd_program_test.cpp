@@ -5,10 +5,10 @@
 #include <map>
 #include <memory>
 
-#include "tests/support/Program.h"
 #include "Values.h"
 #include "cbus/cbus.h"
 #include "runtime/fdloop_libevent.h"
+#include "tests/support/Program.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/RestFixture.h"
-#include "tests/support/CapturedLog.h"
 #include "src/rpc/RPCRequest.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/RestFixture.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

@@ -6,9 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include "src/http/HabSession.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/WebConfiguration.h"
-#include "src/http/HabSession.h"
 
 namespace {
 

@@ -11,14 +11,14 @@
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/CapturedLog.h"
-#include "tests/support/WebConfiguration.h"
 #include "src/base/owners.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabDispatcher.h"
 #include "src/http/HabHandler.h"
 #include "src/http/HabRequest.h"
 #include "src/http/HabSession.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/WebConfiguration.h"
 
 // FrontEndFiles: one configuration for the whole test process, since the access map is read once. Everything is
 // open but what lies below /system/closed.

@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include "src/base/json_helpers.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/WebConfiguration.h"
-#include "src/base/json_helpers.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/support/CapturedLog.h"
 #include "HttpFixture.h"
+#include "tests/support/CapturedLog.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;

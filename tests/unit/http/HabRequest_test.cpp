@@ -9,10 +9,10 @@
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/CapturedLog.h"
-#include "tests/support/WebConfiguration.h"
 #include "src/base/owners.h"
 #include "src/http/HabSession.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/WebConfiguration.h"
 
 namespace {
 

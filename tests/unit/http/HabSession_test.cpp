@@ -10,11 +10,11 @@
 #include <cjson/cJSON.h>
 #include <gmock/gmock.h>
 
-#include "tests/support/CapturedLog.h"
 #include "HttpFixture.h"
-#include "tests/support/WebConfiguration.h"
 #include "src/base/owners.h"
 #include "src/http/HabRequestEvent.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/WebConfiguration.h"
 
 using testing::HasSubstr;
 using testing::MatchesRegex;

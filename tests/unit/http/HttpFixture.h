@@ -163,7 +163,7 @@ class RawHttpClient {
 };
 
 // HttpFixture: an HTTP server on a free port of the loopback interface, every request of which goes to
-// onRequest.
+//              onRequest.
 class HttpFixture : public ::testing::Test {
   protected:
     HttpFixture() : m_base(event_base_new()), m_http(evhttp_new(m_base.get())) {

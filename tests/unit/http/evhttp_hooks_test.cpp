@@ -1,5 +1,8 @@
 #include "src/http/evhttp_hooks.h"
 
+#include <algorithm>
+
+#include <event2/buffer.h>
 #include <event2/bufferevent.h>
 #include <event2/http.h>
 #include <event2/http_struct.h>
@@ -349,6 +352,40 @@ TEST_F(EvhttpHooks, GoOnWithThePiledUpRequestsAfterTheAnswer) {
 
     EXPECT_GT(client.receive().size(), kLargeAnswer);
     EXPECT_GT(client.receive().size(), kLargeAnswer);
+}
+
+TEST_F(EvhttpHooks, KeepFewRequestsInMemoryHoweverFastTheyCome) {
+    std::size_t most = 0;
+    onRequest = [&most](evhttp_request* req) {
+        bufferevent* connection = evhttp_connection_get_bufferevent(evhttp_request_get_connection(req));
+        most = std::max(most, evbuffer_get_length(bufferevent_get_input(connection)));
+        evhttp_send_reply(req, 200, "OK", nullptr);
+    };
+    RawHttpClient client = connect();
+    std::string requests;
+    for (int i = 0; i < 20000; ++i) {
+        requests += "GET /a HTTP/1.1\r\nX: " + std::string(200, 'x') + "\r\n\r\n";
+    }
+
+    EXPECT_TRUE(client.send(requests));
+    client.pending();
+
+    EXPECT_LT(most, 100000U);
+}
+
+TEST_F(EvhttpHooks, ReadALongBodyAtFullSpeedBehindPiledUpRequests) {
+    evhttp_set_max_body_size(m_http.get(), 10000000);
+    RawHttpClient client = connect();
+    std::string requests;
+    for (int i = 0; i < 4000; ++i) {
+        requests += kGet;
+    }
+    requests += "PUT /a HTTP/1.1\r\nContent-Length: 8000000\r\n\r\n" + std::string(8000000, 'x');
+
+    EXPECT_TRUE(client.send(requests));
+
+    EXPECT_TRUE(pump_until(m_base.get(), [this] { return m_events.back().size() > 8000000; }) ||
+                (SeesEvents(4001 * 3) && m_wasComplete));
 }
 
 // Everything else passes through.

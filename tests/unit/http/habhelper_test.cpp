@@ -8,9 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "src/base/json_helpers.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/WebConfiguration.h"
-#include "src/base/json_helpers.h"
 
 using testing::Each;
 using testing::ElementsAre;

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <string>
 
-#include "tests/support/RestFixture.h"
 #include "src/rest/CjsonCollectionPathHandler.h"
+#include "tests/support/RestFixture.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/ConfigFixture.h"
 #include "src/rest/BasePathHandler.h"
+#include "tests/support/ConfigFixture.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "tests/support/RestFixture.h"
 #include "src/rest/CjsonCollectionPathHandler.h"
+#include "tests/support/RestFixture.h"
 
 namespace {
 

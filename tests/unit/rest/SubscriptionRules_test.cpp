@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/RpcFakes.h"
 #include "tests/support/RecordingRequest.h"
+#include "tests/support/RpcFakes.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "src/rpc/RPCServer.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/RpcFakes.h"
-#include "src/rpc/RPCServer.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

@@ -15,10 +15,10 @@
 #include <string>
 #include <string_view>
 
-#include "tests/support/CapturedLog.h"
-#include "tests/support/RpcFakes.h"
 #include "src/rpc/RPCServer.h"
 #include "src/rpc/SocketTransport.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/RpcFakes.h"
 
 inline constexpr const char* kNotFoundOne =
     R"({"jsonrpc":"2.0","error":{"code":-32601,"message":"Method not found"},"id":1})";

@@ -209,7 +209,8 @@ TEST_F(SocketTransportTest, ClosesAConnectionThatDoesNotReadWhatItIsSent) {
 
     EXPECT_EQ(removals_meanwhile, 0);
     EXPECT_TRUE(UntilConnections(0));
-    EXPECT_EQ(log.count("4 src/SocketTransport: Closing a connection: it does not read what it is sent\n"), 1);
+    EXPECT_EQ(log.count("4 src/SocketTransport: Closing a connection: it does not read what it is sent\n"),
+              1);
 }
 
 TEST_F(SocketTransportTest, KeepsAConnectionThatReadsWhatItIsSent) {

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/support/RpcFakes.h"
 #include "src/base/date_time.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabDispatcher.h"
@@ -16,6 +15,7 @@
 #include "src/http/HabSession.h"
 #include "src/rpc/NotificationManager.h"
 #include "src/rpc/RPCServer.h"
+#include "tests/support/RpcFakes.h"
 
 using ::testing::ElementsAre;
 

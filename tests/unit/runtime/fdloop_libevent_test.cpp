@@ -9,8 +9,8 @@
 #include <gtest/gtest.h>
 
 #include "FakeClock.h"
-#include "tests/support/FakeSyslog.h"
 #include "FdLoopFixture.h"
+#include "tests/support/FakeSyslog.h"
 
 using testing::Contains;
 using testing::ExitedWithCode;

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "src/system/SystemApiController.h"
 #include "tests/support/ConfigFixture.h"
 #include "tests/support/RestFixture.h"
-#include "src/system/SystemApiController.h"
 
 // SystemFixture: the controller of "/system" on a bus with a database, and one client with a session.
 class SystemFixture : public ConfigFixture {

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/CapturedLog.h"
 #include "SystemFixture.h"
+#include "tests/support/CapturedLog.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/CapturedLog.h"
 #include "SystemFixture.h"
+#include "tests/support/CapturedLog.h"
 
 using testing::IsEmpty;
 

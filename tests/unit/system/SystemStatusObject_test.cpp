@@ -10,8 +10,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/CapturedLog.h"
 #include "SystemFixture.h"
+#include "tests/support/CapturedLog.h"
 
 using testing::AllOf;
 using testing::ElementsAre;

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/RpcFakes.h"
 #include "tests/support/RecordingRequest.h"
+#include "tests/support/RpcFakes.h"
 
 TEST(ResourceJson, AddsBehindTheOthers) {
     const JsonPtr object = parse(R"({"b":1})");
