@@ -29,8 +29,8 @@ class Daemon {
     void registerSignal(int sig);
     // Passes the signal to handleSignal() of the instance, which must exist.
     static void signalHandler(int sig);
-    // SIGINT, SIGTERM and SIGKILL end the process, without its exit handlers: with status 0 when the pid file could be removed, which takes
-    // one to exist, else with 1. Any other signal goes to onSignal().
+    // SIGINT, SIGTERM and SIGKILL end the process, without its exit handlers: with status 0 when the pid file could be
+    // removed, which takes one to exist, else with 1. Any other signal goes to onSignal().
     void handleSignal(int sig);
     // Ends the process in good order: with `status` when the pid file could be removed, else with 1.
     [[noreturn]] void terminate(int status);

@@ -2,4 +2,6 @@
 
 #include "runtime/fdloop_libevent.h"
 
-void ApiEventServer::dispatch_event() { fdloop_loop(m_fdl); }
+void ApiEventServer::dispatch_event() {
+    fdloop_loop(m_fdl);
+}

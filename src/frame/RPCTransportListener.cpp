@@ -6,12 +6,17 @@
 #include "src/rpc/NotificationManager.h"
 #include "src/rpc/RPCTransport.h"
 
-void RPCTransportListener::addTransport(RPCTransport*) { logger_function(6, "src/web_app", "addTransport()"); }
+void RPCTransportListener::addTransport(RPCTransport*) {
+    logger_function(6, "src/web_app", "addTransport()");
+}
 
 void RPCTransportListener::removeTransport(RPCTransport* transport) {
     logger_function(6, "src/web_app", "removeTransport()");
     m_notificationManager->removeTransport(transport);
     if (transport->getSessionId() != nullptr) {
+        for (const unsigned int former : transport->getFormerSessionNumberIds()) {
+            BaseApiController::sessionEnded(former);
+        }
         BaseApiController::sessionEnded(transport->getSessionNumberId());
         HabDispatcher::sessionEnded(transport->getSessionId());
     }

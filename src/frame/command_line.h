@@ -4,11 +4,11 @@
 
 // What the daemon was told on its command line.
 struct CommandLine {
-    bool wants_usage = false;        // -h
-    bool runs_as_daemon = false;     // -d with a value
-    std::string pid_file;            // the value of -d; empty: no pid file
-    std::string config_path = ".";   // -c
-    int log_level = 7;               // -l, 0..7
+    bool wants_usage = false;       // -h
+    bool runs_as_daemon = false;    // -d with a value
+    std::string pid_file;           // the value of -d; empty: no pid file
+    std::string config_path = ".";  // -c
+    int log_level = 7;              // -l, 0..7
 };
 
 // Reads "-h", "-c PATH", "-d PIDFILE" and "-l LEVEL". Options it takes vanish from argc and argv; what it does

@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "runtime/logging.h"
+#include "src/base/standard_descriptors.h"
 #include "src/frame/Backend.h"
 #include "src/frame/command_line.h"
 
@@ -28,6 +29,12 @@ void set_preliminary_level(int level) {
 }  // namespace
 
 int web_app_run(int argc, char** argv) {
+    // A starter may have closed 0, 1 and 2. What is opened from here on must not get these numbers: a daemon closes
+    // them when it detaches, and would close its own event loop.
+    if (!standard_descriptors_reserve()) {
+        std::fputs("cannot reserve the standard descriptors\n", stderr);
+        return 1;
+    }
     const CommandLine command_line = command_line_parse(argc, argv);
     // The HTTP server's instance id is drawn from this generator: it has to differ between runs, no more.
     srandom(static_cast<unsigned>(time(nullptr)));

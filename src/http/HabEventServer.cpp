@@ -24,6 +24,7 @@
 #include "src/http/HabHandler.h"
 #include "src/http/HabRequestEvent.h"
 #include "src/http/HabSession.h"
+#include "src/http/http_framing.h"
 #include "src/http/http_reply.h"
 
 namespace {
@@ -44,6 +45,10 @@ const char* uriText(evhttp_request* req) {
 }
 
 bool isServable(evhttp_request* req) {
+    if (!http_framing_is_clear(req)) {
+        logger_function(3, kSource, "End of request in doubt for %s", uriText(req));
+        return false;
+    }
     const bool servable = HabRequestEvent::isServable(req);
     if (!servable) {
         logger_function(3, kSource, "No path in request for %s", uriText(req));
@@ -210,6 +215,8 @@ void HabEventServer::generic_handler(evhttp_request* req) {
     logger_function(7, kSource, "generic_handler() Request for %s", uriText(req));
     http_add_header(req, "X-Server-instance", m_instanceIdText);
     if (!isServable(req)) {
+        // What follows may be the body of this request and not the next one.
+        http_add_header(req, "Connection", http_framing_is_clear(req) ? nullptr : "close");
         http_send_error(req, StatusCode::kBadRequest, nullptr);
         return;
     }

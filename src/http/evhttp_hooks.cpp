@@ -86,6 +86,19 @@ evbuffer* inputOf(const evhttp_request* req) {
     return bufferevent_get_input(evhttp_connection_get_bufferevent(req->evcon));
 }
 
+// The library reads on with each answer that it has sent, and so a client could pile up more with every request than
+// that request takes away: while much is waiting behind a complete request, it reads a byte at a time.
+void slowDown(const evhttp_request* req) {
+    bufferevent* connection = evhttp_connection_get_bufferevent(req->evcon);
+    const bool isPiledUp = evbuffer_get_length(bufferevent_get_input(connection)) > kMaxPipelined;
+    bufferevent_set_max_single_read(connection, isPiledUp ? 1 : 0);  // 0: the library's own limit
+}
+
+// A body comes at full speed, however much came before it.
+void speedUp(const evhttp_request* req) {
+    bufferevent_set_max_single_read(evhttp_connection_get_bufferevent(req->evcon), 0);
+}
+
 // The library limits headers and bodies, but neither the line in front of a chunk, which it also searches for its
 // end again with every packet, nor what a client sends while its answer is being written. Such a connection is not
 // read any further: the first stays incomplete and goes by its age, the second goes on with its next request.
@@ -100,6 +113,7 @@ void onInput(evbuffer* input, const evbuffer_cb_info* info, void* arg) {
 }
 
 void watchInput(evhttp_request* req) {
+    speedUp(req);
     evbuffer_add_cb(inputOf(req), onInput, req);
     changeRecord(req, [](Record& record) { record.watched = true; });
 }
@@ -127,6 +141,7 @@ int onHeaders(evhttp_request* req, void* http) {
 void onComplete(evhttp_request* req, void*) {
     // The library reports a broken request here too, without a URI, and answers it itself.
     if (req->uri != nullptr) {
+        slowDown(req);
         changeRecord(req, [](Record& record) { record.complete = true; });
     }
     copyOf(records, req).serve.call(req);

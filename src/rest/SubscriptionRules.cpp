@@ -1,5 +1,7 @@
 #include "src/rest/SubscriptionRules.h"
 
+#include <utility>
+
 #include "src/http/HabSession.h"
 #include "src/rest/CjsonValidate.h"
 
@@ -70,7 +72,8 @@ JsonPtr SubscriptionRules::readRequestData(HabRequest* request) {
         return nullptr;
     }
     const JsonPtr body(request->readJSONBody());
-    return JsonPtr(cJSON_DetachItemFromObjectCaseSensitive(body.get(), "data"));
+    JsonPtr data(cJSON_DetachItemFromObjectCaseSensitive(body.get(), "data"));
+    return cJSON_IsNull(data.get()) ? nullptr : std::move(data);
 }
 
 std::optional<unsigned int> SubscriptionRules::sessionNumber(HabRequest* request) {

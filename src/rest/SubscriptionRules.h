@@ -35,7 +35,7 @@ class SubscriptionRules {
     [[nodiscard]] static int validateSubscriptionUpdateParams(const cJSON* params);
     [[nodiscard]] static JsonPtr createSubscriptionJson(const char* api_path, const subscription* record);
 
-    // The payload of a JSON request: the member "data" of its body. Null when there is none; JSON null is one.
+    // The payload of a JSON request: the member "data" of its body. Null when there is none; JSON null is none.
     [[nodiscard]] static JsonPtr readRequestData(HabRequest* request);
     // The number of the request's session, whose subscriptions it is about; a request without a session is
     // answered here, with 401.

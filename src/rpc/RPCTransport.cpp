@@ -63,6 +63,13 @@ void RPCTransport::setSessionId(const char* sessionId) {
     m_sessionId.reset(sessionId == nullptr ? nullptr : strdup(sessionId));
 }
 
+void RPCTransport::setSessionNumberId(unsigned int numberId) {
+    if (m_sessionNumberId != 0) {
+        m_formerSessionNumberIds.push_back(m_sessionNumberId);
+    }
+    m_sessionNumberId = numberId;
+}
+
 void RPCTransport::add(RPCTransport* transport) {
     if (m_server != nullptr) {
         m_server->handleAddTransport(transport);

@@ -62,7 +62,10 @@ class RPCTransport {
     void setSessionId(const char* sessionId);
     // 0 until the connection has a session.
     unsigned int getSessionNumberId() const { return m_sessionNumberId; }
-    void setSessionNumberId(unsigned int numberId) { m_sessionNumberId = numberId; }
+    void setSessionNumberId(unsigned int numberId);
+    // The numbers before this one, oldest first: of sessions that sat idle too long and were replaced. What was
+    // subscribed under them is this connection's until it ends.
+    const std::vector<unsigned int>& getFormerSessionNumberIds() const { return m_formerSessionNumberIds; }
 
     // Tell the server, which tells its listener, and keep the list of live connections. Once removed a
     // transport is not touched any more by this module.
@@ -78,6 +81,7 @@ class RPCTransport {
     MallocedText m_sessionId;
     unsigned int m_sessionNumberId = 0;
     std::map<int, std::unique_ptr<RPCCall>> m_pendingCalls;
+    std::vector<unsigned int> m_formerSessionNumberIds;
 
     static std::vector<RPCTransport*> connections;
 };

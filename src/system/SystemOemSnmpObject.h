@@ -7,7 +7,7 @@
 // SystemOemSnmpObject: the strings of the SNMP system group that an integrator may set, "/system/info/oem-snmp".
 // Follows the changes of "ram.system.oemsnmp" from the first request on. Subscribers hear nothing from here.
 // Threads: loop thread only.
-// Errors:  an update answers 400 for a bad body and writes nothing then, 500 when the database is out of reach.
+// Errors:  an update answers 400 for a bad body and writes nothing then, 500 when the bus is out of reach.
 class SystemOemSnmpObject : public BasePathHandler, private WriteCallback {
   public:
     ~SystemOemSnmpObject() override;

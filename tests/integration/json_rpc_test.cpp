@@ -1,6 +1,10 @@
+#include <cstdlib>
+
 #include "gtest/gtest.h"
 
 #include "RunningUnit.h"
+#include "cbus/cbus.h"
+#include "config_client/config_client_api.h"
 
 namespace {
 
@@ -74,6 +78,26 @@ TEST_F(JsonRpc, ASubscriptionBelongsToItsConnection) {
     EXPECT_EQ(Number(one.call("create", params), {"result", "code"}), 201.0);
     EXPECT_EQ(Number(one.call("create", params), {"error", "code"}), 409.0);
     EXPECT_EQ(Number(other.call("read", params), {"error", "code"}), 404.0);
+}
+
+TEST_F(JsonRpc, AChangeInTheDatabaseIsNotifiedToItsSubscriber) {
+    RpcClient client = m_unit.rpc();
+    const JsonPtr subscribed = client.call(
+        "create", R"({"path": "/system/subscriptions/system/status", "data": {"data_include": "UPDATED"}})");
+    ASSERT_EQ(Number(subscribed, {"result", "code"}), 201.0);
+    setenv("CBUS_ADDR", m_unit.busAddress().c_str(), 1);
+    _cbus_conn_t* bus = cbus_conn_create(nullptr, "test");
+    ASSERT_NE(bus, nullptr);
+    config_init_cbus(bus, nullptr);
+
+    config_write_int("ram.status.system", 4);
+    const JsonPtr notification = client.receive();
+    cbus_conn_destroy(bus);
+
+    EXPECT_EQ(Text(notification, {"method"}), "Updated");
+    EXPECT_EQ(Text(notification, {"params", "path"}), "/system/status");
+    EXPECT_EQ(Text(notification, {"params", "data", "system_status"}), "SKYSCAN");
+    EXPECT_EQ(Member(notification, {"params", "data", "uptime"}), nullptr);
 }
 
 TEST_F(JsonRpc, BytesThatAreNoJsonLeaveTheConnectionServing) {

@@ -1,4 +1,6 @@
+#include <pty.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -20,6 +22,67 @@ class Start : public testing::Test {
                         m_unit.directory() / "out");
         *status = program.awaitEnd().value_or(-1);
         return program.output();
+    }
+
+    // The same from a shell that has closed descriptors 0, 1 and 2.
+    void RunWithoutDescriptors(std::vector<std::string> arguments, int* status) {
+        arguments.insert(arguments.begin(), {"-c", "exec \"$0\" \"$@\" <&- >&- 2>&-", WEB_APP_PROGRAM});
+        Program program("/bin/sh", arguments, Environment{{"CBUS_ADDR", m_unit.busAddress()}},
+                        m_unit.directory() / "out");
+        *status = program.awaitEnd().value_or(-1);
+    }
+
+    // What it writes to a terminal whose foreground job it is, until it has ended by itself.
+    std::string TerminalOutputOf(const std::vector<std::string>& arguments) {
+        std::vector<char*> argv{const_cast<char*>(WEB_APP_PROGRAM)};
+        for (const std::string& argument : arguments) {
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        }
+        argv.push_back(nullptr);
+        int terminal = -1;
+        const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+        if (child == 0) {
+            setenv("CBUS_ADDR", m_unit.busAddress().c_str(), 1);
+            execv(argv[0], argv.data());
+            _exit(127);
+        }
+        const UniqueFd owned(terminal);
+        std::string output;
+        char piece[1000];
+        for (ssize_t count = 0; (count = read(terminal, piece, sizeof piece)) > 0;) {
+            output.append(piece, static_cast<std::size_t>(count));
+        }
+        waitpid(child, nullptr, 0);
+        return output;
+    }
+
+    static int AwaitPid(const std::string& pid_file) {
+        int pid = 0;
+        for (int i = 0; i < 500 && !(std::ifstream(pid_file) >> pid); ++i) {
+            usleep(10000);
+        }
+        return pid;
+    }
+
+    // The status of the first answer that is 200, else of the last one.
+    int AwaitAnswer(const std::string& path) {
+        HttpResponse response;
+        for (int i = 0; i < 500 && response.status != 200; ++i) {
+            HttpClient client = m_unit.http();
+            response = client.connected() ? client.request("GET", path) : HttpResponse{};
+            usleep(10000);
+        }
+        return response.status;
+    }
+
+    // Numbers 0 to 2 must not have become a socket, a file or the bus.
+    static void ExpectNothingOnTheStandardDescriptors(int pid) {
+        for (const char* number : {"0", "1", "2"}) {
+            const std::filesystem::path link = "/proc/" + std::to_string(pid) + "/fd/" + number;
+            std::error_code none;
+            const std::string target = std::filesystem::read_symlink(link, none).string();
+            EXPECT_TRUE(none || target == "/" || target == "/dev/null") << number << " is " << target;
+        }
     }
 
     RunningUnit m_unit;
@@ -55,6 +118,26 @@ TEST_F(Start, AMissingBusEndsItWithTheTextOfTheAssertion) {
 
     EXPECT_NE(status, 0);
     EXPECT_NE(output.find("m_cbusConnection"), std::string::npos) << output;
+}
+
+TEST_F(Start, TheForegroundJobOfATerminalLogsToIt) {
+    const std::string output = TerminalOutputOf({"-c", m_unit.directory().string()});
+
+    EXPECT_EQ(output.find("[debug]: (src/web_app) Using preliminary log level 7.\r\n"), 0U) << output;
+}
+
+TEST_F(Start, ThePreliminaryLevelIsLoggedAsClamped) {
+    const std::string output = TerminalOutputOf({"-c", m_unit.directory().string(), "-l", "9"});
+
+    EXPECT_NE(output.find("Using preliminary log level 7."), std::string::npos) << output;
+}
+
+TEST_F(Start, WithoutATerminalNothingIsLoggedToStandardOutput) {
+    int status = 0;
+
+    const std::string output = OutputOf({"-c", m_unit.directory().string()}, &status);
+
+    EXPECT_EQ(output.find("[debug]"), std::string::npos) << output;
 }
 
 TEST_F(Start, AnExistingPidFileEndsItBeforeItDetaches) {
@@ -96,25 +179,26 @@ TEST_F(Start, ADaemonDetachesAndWritesItsPidFile) {
     OutputOf({"-c", m_unit.directory().string(), "-d", pid_file}, &status);
 
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    int pid = 0;
-    for (int i = 0; i < 500 && !(std::ifstream(pid_file) >> pid); ++i) {
-        usleep(10000);
-    }
+    const int pid = AwaitPid(pid_file);
     ASSERT_GT(pid, 0);
-    HttpResponse response;
-    for (int i = 0; i < 500 && response.status != 200; ++i) {
-        HttpClient client = m_unit.http();
-        response = client.connected() ? client.request("GET", "/system/info") : HttpResponse{};
-        usleep(10000);
-    }
-    EXPECT_EQ(response.status, 200);
-    // Numbers 0 to 2 must not have become a socket, a file or the bus.
-    for (const char* number : {"0", "1", "2"}) {
-        const std::filesystem::path link = "/proc/" + std::to_string(pid) + "/fd/" + number;
-        std::error_code none;
-        const std::string target = std::filesystem::read_symlink(link, none).string();
-        EXPECT_TRUE(none || target == "/" || target == "/dev/null") << number << " is " << target;
-    }
+    EXPECT_EQ(AwaitAnswer("/system/info"), 200);
+    ExpectNothingOnTheStandardDescriptors(pid);
+    EXPECT_EQ(kill(pid, SIGTERM), 0);
+}
+
+TEST_F(Start, ADaemonServesThoughItWasStartedWithoutStandardDescriptors) {
+    m_unit.startBus();
+    m_unit.startDatabase();
+    int status = -1;
+    const std::string pid_file = m_unit.directory() / "pid";
+
+    RunWithoutDescriptors({"-c", m_unit.directory().string(), "-d", pid_file}, &status);
+
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    const int pid = AwaitPid(pid_file);
+    ASSERT_GT(pid, 0);
+    EXPECT_EQ(AwaitAnswer("/system/info"), 200);
+    ExpectNothingOnTheStandardDescriptors(pid);
     EXPECT_EQ(kill(pid, SIGTERM), 0);
 }
 

@@ -1,33 +1,10 @@
 #pragma once
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "src/http/HabConfig.h"
-
-// TempDirectory: an empty directory that goes with this object.
-class TempDirectory {
-  public:
-    TempDirectory() {
-        std::string pattern = std::filesystem::temp_directory_path() / "orvaleXXXXXX";
-        m_path = mkdtemp(pattern.data()) == nullptr ? "" : pattern;
-    }
-    ~TempDirectory() { std::filesystem::remove_all(m_path); }
-    TempDirectory(const TempDirectory&) = delete;
-    TempDirectory& operator=(const TempDirectory&) = delete;
-
-    void write(const std::string& name, std::string_view text) const {
-        std::ofstream(m_path + "/" + name, std::ios::binary) << text;
-    }
-    [[nodiscard]] const char* path() const { return m_path.c_str(); }
-
-  private:
-    std::string m_path;
-};
+#include "tests/support/TempDirectory.h"
 
 // WebConfiguration: the process's configuration while this object lives, read from a directory of its own.
 class WebConfiguration {

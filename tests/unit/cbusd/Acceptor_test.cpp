@@ -16,7 +16,7 @@ class BusDoor : public testing::Test {
   protected:
     UniqueFd Knock() { return UniqueFd(socket_create_client(m_address.c_str())); }
     bool RunUntilAccepted(size_t count) {
-        return RunLoopUntil(m_base.get(), [&] { return m_accepted.size() == count; });
+        return pump_until(m_base.get(), [&] { return m_accepted.size() == count; });
     }
 
     CapturedLog m_log;

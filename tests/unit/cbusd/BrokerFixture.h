@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -13,19 +13,7 @@
 #include "src/base/owners.h"
 #include "tests/support/BusPeer.h"
 #include "tests/support/CapturedLog.h"
-
-// Runs the loop until the condition holds; false after five seconds.
-template <class Condition>
-bool RunLoopUntil(event_base* base, Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        event_base_loop(base, EVLOOP_NONBLOCK);
-    }
-    return true;
-}
+#include "tests/support/pump_until.h"
 
 // BrokerFixture: a broker on the test's own loop and clients over real sockets. The loop runs while a test receives.
 class BrokerFixture : public testing::Test {
@@ -41,10 +29,7 @@ class BrokerFixture : public testing::Test {
         return peer;
     }
 
-    template <class Condition>
-    bool RunUntil(Condition condition) {
-        return RunLoopUntil(m_base.get(), condition);
-    }
+    bool RunUntil(const std::function<bool()>& condition) { return pump_until(m_base.get(), condition); }
 
     // The next message for this client; type 0 when none comes or it was disconnected.
     WireMessage Receive(BusPeer& peer) {

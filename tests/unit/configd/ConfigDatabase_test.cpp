@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Values.h"
+#include "tests/support/TempDirectory.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ class Database : public testing::Test {
         return value != nullptr ? *value : Deleted();
     }
 
-    TemporaryDirectory m_directory;
+    TempDirectory m_directory;
     std::unique_ptr<ConfigDatabase> m_database;
 };
 

@@ -6,6 +6,7 @@
 
 #include "Values.h"
 #include "device/configd/vbuf_codec.h"
+#include "tests/support/TempDirectory.h"
 
 using namespace std::string_literals;
 using testing::ElementsAre;
@@ -75,7 +76,7 @@ class Service : public testing::Test, private ConfigOutlet {
         return [this](const std::string& data) { m_answers.push_back(data); };
     }
 
-    TemporaryDirectory m_directory;
+    TempDirectory m_directory;
     std::unique_ptr<ConfigDatabase> m_database = ConfigDatabase::load(
         {{"cfg.factory", Text("factory")}}, ConfigStore::open(m_directory.file("s.db").c_str()));
     ConfigService m_service{*m_database, *this};

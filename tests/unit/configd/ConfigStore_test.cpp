@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "Values.h"
+#include "tests/support/TempDirectory.h"
 
 using namespace std::string_literals;
 using testing::HasSubstr;
@@ -19,7 +20,7 @@ class ConfigStoreFile : public testing::Test {
         return values;
     }
 
-    TemporaryDirectory m_directory;
+    TempDirectory m_directory;
 };
 
 }  // namespace

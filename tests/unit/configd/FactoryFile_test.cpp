@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "Values.h"
+#include "tests/support/TempDirectory.h"
 
 using namespace std::string_literals;
 using testing::HasSubstr;
@@ -21,7 +22,7 @@ class FactoryFile : public testing::Test {
         return testing::internal::GetCapturedStderr();
     }
 
-    TemporaryDirectory m_directory;
+    TempDirectory m_directory;
 };
 
 }  // namespace

@@ -4,9 +4,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -42,27 +39,6 @@ inline void PrintTo(const ConfigElement& element, std::ostream* out) {
 }
 
 using Elements = std::vector<ConfigElement>;
-
-// A directory that goes with the test.
-class TemporaryDirectory {
-  public:
-    TemporaryDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "configd-test-XXXXXX").string();
-        m_path = mkdtemp(name.data());
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    ~TemporaryDirectory() { std::filesystem::remove_all(m_path); }
-
-    [[nodiscard]] std::string file(const std::string& name) const { return m_path / name; }
-    [[nodiscard]] std::string write(const std::string& name, const std::string& text) const {
-        std::ofstream(m_path / name, std::ios::binary) << text;
-        return file(name);
-    }
-
-  private:
-    std::filesystem::path m_path;
-};
 
 // While it lives, files do not grow: as on a full disk.
 class FullDisk {

@@ -9,6 +9,7 @@
 #include "cbus/cbus.h"
 #include "runtime/fdloop_libevent.h"
 #include "tests/support/Program.h"
+#include "tests/support/TempDirectory.h"
 
 namespace {
 
@@ -50,7 +51,7 @@ class DatabaseProgram : public testing::Test {
     using Arguments = std::vector<std::string>;
     using Environment = std::map<std::string, std::string>;
 
-    TemporaryDirectory m_directory;
+    TempDirectory m_directory;
     std::string m_address = "unix*configd-program-" + std::to_string(getpid());
     std::unique_ptr<Program> m_bus;
     std::unique_ptr<Program> m_database;

@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
@@ -21,21 +20,10 @@
 #include <gtest/gtest.h>
 
 #include "src/base/owners.h"
+#include "tests/support/pump_until.h"
 
 // An HTTP server and its raw client in one thread: the client's waiting turns the server's loop, so tests see
 // the bytes on the wire without threads or sleeps.
-
-// Turns the loop until the condition holds; false when it does not within a few seconds.
-inline bool pump_until(event_base* loop, const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        event_base_loop(loop, EVLOOP_NONBLOCK);
-    }
-    return true;
-}
 
 inline sockaddr_in loopback_address(std::uint16_t port) {
     sockaddr_in address{};

@@ -197,8 +197,8 @@ TEST_F(PathHandlerSubscription, IsNotCreatedFromARecursiveThatIsNoBoolean) {
     EXPECT_EQ(post("/api/subscriptions/api/a", R"({"recursive": "yes"})").status, 400);
 }
 
-TEST_F(PathHandlerSubscription, IsNotCreatedFromJsonNull) {
-    EXPECT_EQ(post("/api/subscriptions/api/a", "null").status, 400);
+TEST_F(PathHandlerSubscription, IsMadeByDefaultFromJsonNull) {
+    EXPECT_EQ(post("/api/subscriptions/api/a", "null").status, 201);
 }
 
 TEST_F(PathHandlerSubscription, IsRefusedWithoutASession) {

@@ -129,8 +129,8 @@ TEST(RequestData, IsNoneForAClientThatDoesNotTakeJson) {
     EXPECT_EQ(payload_of(R"({"data": {}})", 2), "none");
 }
 
-TEST(RequestData, IsTheMemberThoughItIsJsonNull) {
-    EXPECT_EQ(payload_of(R"({"data": null})"), "null");
+TEST(RequestData, IsNoneForJsonNull) {
+    EXPECT_EQ(payload_of(R"({"data": null})"), "none");
 }
 
 TEST(RequestData, IsNoneWithoutABody) {

@@ -66,6 +66,18 @@ TEST_F(RPCTransportTest, LosesItsSessionIdToNull) {
     EXPECT_EQ(transport.getSessionId(), nullptr);
 }
 
+TEST_F(RPCTransportTest, RemembersTheNumbersOfTheSessionsBefore) {
+    transport.setSessionNumberId(1);
+    const bool had_none = transport.getFormerSessionNumberIds().empty();
+
+    transport.setSessionNumberId(5);
+    transport.setSessionNumberId(9);
+
+    EXPECT_TRUE(had_none);
+    EXPECT_THAT(transport.getFormerSessionNumberIds(), ElementsAre(1U, 5U));
+    EXPECT_EQ(transport.getSessionNumberId(), 9U);
+}
+
 TEST_F(RPCTransportTest, LogsWhatItsBaseSends) {
     RPCTransport base(&server);
 

@@ -8,8 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -19,6 +17,7 @@
 #include "src/rpc/SocketTransport.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/RpcFakes.h"
+#include "tests/support/TempDirectory.h"
 
 inline constexpr const char* kNotFoundOne =
     R"({"jsonrpc":"2.0","error":{"code":-32601,"message":"Method not found"},"id":1})";
@@ -86,8 +85,6 @@ class Client {
 class RpcSocketFixture : public ::testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_NE(mkdtemp(directory), nullptr);
-        path = std::string(directory) + "/socket";
         server.registerTransportLisetner(&listener);
         server.registerMethod("echo", &echo);
         listening = std::make_unique<SocketTransport>(&server, loop.get());
@@ -100,7 +97,6 @@ class RpcSocketFixture : public ::testing::Test {
         }
         Turn();  // libevent closes a descriptor one turn after its bufferevent is freed
         listening.reset();
-        std::filesystem::remove_all(directory);
     }
 
     Client Connect() { return {loop.get(), path}; }
@@ -118,8 +114,8 @@ class RpcSocketFixture : public ::testing::Test {
         return Until([this, count] { return listener.live().size() == count; });
     }
 
-    char directory[32] = "/tmp/rpc_socket_XXXXXX";
-    std::string path;
+    TempDirectory directory;
+    std::string path = directory.file("socket");
     CapturedLog log;
     EventBasePtr loop{event_base_new()};
     RPCServer server;

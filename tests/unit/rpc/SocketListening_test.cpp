@@ -97,7 +97,7 @@ TEST_F(SocketListeningTest, ReplacesTheSocketFileOfAnEarlierRun) {
 }
 
 TEST_F(SocketListeningTest, ListensOnAPathThatJustFits) {
-    const std::string name = std::string(directory) + "/";
+    const std::string name = directory.file("");
     const std::string longest = name + std::string(sizeof(sockaddr_un::sun_path) - 1 - name.size(), 'x');
 
     EXPECT_TRUE(listening->listen(longest.c_str()));
@@ -105,7 +105,7 @@ TEST_F(SocketListeningTest, ListensOnAPathThatJustFits) {
 }
 
 TEST_F(SocketListeningTest, RefusesAPathThatIsTooLong) {
-    const std::string name = std::string(directory) + "/";
+    const std::string name = directory.file("");
     const std::string too_long = name + std::string(sizeof(sockaddr_un::sun_path) - name.size(), 'x');
 
     EXPECT_FALSE(listening->listen(too_long.c_str()));
@@ -117,7 +117,7 @@ TEST_F(SocketListeningTest, RefusesAnEmptyPath) {
 }
 
 TEST_F(SocketListeningTest, CannotListenInADirectoryThatIsMissing) {
-    EXPECT_FALSE(listening->listen((std::string(directory) + "/none/socket").c_str()));
+    EXPECT_FALSE(listening->listen(directory.file("none/socket").c_str()));
 }
 
 TEST_F(SocketListeningTest, PausesAcceptingWithoutDescriptorsAndResumes) {

@@ -3,10 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
 #include "src/base/date_time.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabDispatcher.h"
@@ -16,6 +12,7 @@
 #include "src/rpc/NotificationManager.h"
 #include "src/rpc/RPCServer.h"
 #include "tests/support/RpcFakes.h"
+#include "tests/support/TempDirectory.h"
 
 using ::testing::ElementsAre;
 
@@ -25,20 +22,14 @@ namespace {
 class FrontEndFiles : public ::testing::Environment {
   public:
     void SetUp() override {
-        ASSERT_NE(mkdtemp(m_directory), nullptr);
-        Write("configuration.json", R"({"hab.path": "", "hab.session.timeout": 300})");
-        Write("accessmap.json",
-              R"({"/": {"GET": 0, "PUT": 0, "POST": 0, "DELETE": 0}, "/closed": {"GET": 1}})");
-        HabApplication::initialize(m_directory);
+        m_directory.write("configuration.json", R"({"hab.path": "", "hab.session.timeout": 300})");
+        m_directory.write("accessmap.json",
+                          R"({"/": {"GET": 0, "PUT": 0, "POST": 0, "DELETE": 0}, "/closed": {"GET": 1}})");
+        HabApplication::initialize(m_directory.path());
     }
-    void TearDown() override { std::filesystem::remove_all(m_directory); }
 
   private:
-    void Write(const char* name, const char* text) const {
-        std::ofstream(std::string(m_directory) + "/" + name) << text;
-    }
-
-    char m_directory[32] = "/tmp/rest_bridge_XXXXXX";
+    TempDirectory m_directory;
 };
 
 [[maybe_unused]] const auto* const front_end = ::testing::AddGlobalTestEnvironment(new FrontEndFiles);
