@@ -190,6 +190,9 @@ std::string ConfigService::read_vector(std::string_view prefix, std::string_view
     const auto requested = vbuf_decode(data);
     std::string reply;
     for (const ConfigElement& element : requested.value_or(Elements())) {
+        if (reply.size() > kMaxDataBytes) {
+            break;  // a small request can name a large value very often
+        }
         const ConfigValue* value = m_database.find(full_key(prefix, element.key));
         if (value == nullptr) {
             vbuf_append(reply, element.key, {element.value.type, {}}, CONFIG_NO_VALUE);
@@ -213,6 +216,9 @@ std::string ConfigService::read_pattern(std::string_view pattern_text) const {
     }
     std::string reply = bytes_of(MatchHeader{0, static_cast<uint32_t>(matching.size())});
     for (const auto* entry : matching) {
+        if (reply.size() > kMaxDataBytes) {
+            break;
+        }
         vbuf_append(reply, entry->first, entry->second, CONFIG_OK);
     }
     return reply;

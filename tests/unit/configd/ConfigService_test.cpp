@@ -148,6 +148,13 @@ TEST_F(Service, ReadVectorIsEmptyWhenTheBusWouldNotCarryIt) {
     EXPECT_EQ(Request("config.readv", Vbuf(Elements(8, {"ram.large", {16, ""}, 0}))), "");
 }
 
+TEST_F(Service, ReadVectorThatNamesALargeValueVeryOftenIsNotBuiltToItsEnd) {
+    Write("ram.large", Binary(std::string(size_t{1} << 20, 'x')));
+    const Elements often(200000, {"ram.large", Binary(""), CONFIG_OK});
+
+    EXPECT_EQ(Request("config.readv", Vbuf(often)), "");
+}
+
 TEST_F(Service, ReadPatternAnswersTheCountAndTheEntries) {
     Write("ram.x.b", Number(2));
     Write("ram.x.a", Number(1));
