@@ -6,33 +6,14 @@
 #include "cbus/cbus_client.h"
 #include "config_client/config_notifications.h"
 #include "config_client/config_request.h"
+#include "config_client/config_wire.h"
 #include "runtime/px_panic.h"
 
 namespace {
 
-// In the place of a context number, which this database does not use.
-constexpr int32_t kNoContext = -1;
 constexpr uint32_t kAnyType = 0;
 // The header of a write and this many value bytes fit the buffer on the stack.
 constexpr uint32_t kStackValueBytes = 188;
-
-struct ReadRequest {
-    int32_t context;
-    uint32_t type;
-    uint32_t size;
-};
-
-struct ReadReply {
-    int32_t status;
-    uint32_t type;
-    uint32_t length;
-};
-
-struct WriteHeader {
-    int32_t context;
-    uint32_t type;
-    uint32_t length;
-};
 
 struct ReadResult {
     int status;
@@ -42,7 +23,7 @@ struct ReadResult {
 
 // Copies the value of a reply into the buffer unless its type is not the expected one.
 ReadResult take_value(const char* reply, uint32_t expected_type, void* buffer, uint32_t size) {
-    ReadReply header{};
+    config_read_reply_t header{};
     std::memcpy(&header, reply, sizeof header);
     ReadResult result{header.status, header.type, std::min(size, header.length)};
     if (header.status == CONFIG_OK || header.status == CONFIG_TRUNCATED) {
@@ -56,13 +37,13 @@ ReadResult take_value(const char* reply, uint32_t expected_type, void* buffer, u
 }
 
 ReadResult read_value(const char* key, uint32_t expected_type, void* buffer, uint32_t size) {
-    const ReadRequest request{kNoContext, expected_type, size};
+    const config_read_request_t request{kConfigNoContext, expected_type, size};
     Malloced<char> reply;
     const int length = config_send_request("read", key, &request, sizeof request, reply);
     if (length < 1) {
         return {CONFIG_NO_REPLY, 0, 0};
     }
-    ReadReply header{};
+    config_read_reply_t header{};
     px_assert(static_cast<size_t>(length) >= sizeof header, kConfigModule);
     std::memcpy(&header, reply.get(), sizeof header);
     px_assert(static_cast<size_t>(length) == sizeof header + header.length, kConfigModule);
@@ -70,7 +51,7 @@ ReadResult read_value(const char* key, uint32_t expected_type, void* buffer, uin
 }
 
 void send_write(const char* key, char* payload, const void* value, uint32_t length, uint32_t type) {
-    const WriteHeader header{kNoContext, type, length};
+    const config_write_header_t header{kConfigNoContext, type, length};
     std::memcpy(payload, &header, sizeof header);
     if (length > 0) {
         std::memcpy(payload + sizeof header, value, length);
@@ -82,7 +63,7 @@ void send_write(const char* key, char* payload, const void* value, uint32_t leng
 template <size_t Words>
 int status_request(const char* operation, const char* key, int32_t (&reply_words)[Words]) {
     Malloced<char> reply;
-    const int length = config_send_request(operation, key, &kNoContext, sizeof kNoContext, reply);
+    const int length = config_send_request(operation, key, &kConfigNoContext, sizeof kConfigNoContext, reply);
     if (length < 1) {
         return CONFIG_NO_REPLY;
     }
@@ -142,11 +123,12 @@ int config_read_string(const char* key, char* buffer, uint32_t size) {
 int config_write_typed(const char* key, const void* value, uint32_t length, uint32_t type) {
     const uint32_t value_bytes = value != nullptr ? length : 0;
     if (value_bytes <= kStackValueBytes) {
-        char payload[sizeof(WriteHeader) + kStackValueBytes];
+        char payload[sizeof(config_write_header_t) + kStackValueBytes];
         send_write(key, payload, value, value_bytes, type);
         return 0;
     }
-    const Malloced<char> payload(static_cast<char*>(std::malloc(sizeof(WriteHeader) + value_bytes)));
+    const Malloced<char> payload(
+        static_cast<char*>(std::malloc(sizeof(config_write_header_t) + value_bytes)));
     px_assert(payload != nullptr, kConfigModule);
     send_write(key, payload.get(), value, value_bytes, type);
     return 0;

@@ -29,9 +29,9 @@ constexpr int CONFIG_TRUNCATED = -7;
 struct config_data_t {
     uint32_t type;
     const char* key;
-    void* value;    // write: the value, only read; read: the caller's buffer
-    uint32_t size;      // write: bytes of the value; read: capacity of the buffer
-    uint32_t length;    // as the database returned it
+    void* value;      // write: the value, only read; read: the caller's buffer
+    uint32_t size;    // write: bytes of the value; read: capacity of the buffer
+    uint32_t length;  // as the database returned it
     int32_t status;
 };
 

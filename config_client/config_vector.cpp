@@ -3,6 +3,7 @@
 
 #include "config_client/config_client_api.h"
 #include "config_client/config_request.h"
+#include "config_client/config_wire.h"
 #include "runtime/px_panic.h"
 
 // The operations that carry several keys in one message.
@@ -104,11 +105,6 @@ int take_matched_entry(void* context, uint32_t type, const char* name, const voi
     return 0;
 }
 
-struct MatchHeader {
-    uint32_t unused;
-    uint32_t count;
-};
-
 }  // namespace
 
 int config_readv(const char* prefix, unsigned int count, config_data_t* elements) {
@@ -156,7 +152,7 @@ int config_readm(const char* pattern, unsigned int* countOut, config_data_t** el
     if (length <= 0) {
         return length;
     }
-    MatchHeader header{};
+    config_match_header_t header{};
     px_assert(static_cast<size_t>(length) > sizeof header, kConfigModule);
     std::memcpy(&header, reply.get(), sizeof header);
     const size_t vbuf_bytes = static_cast<size_t>(length) - sizeof header;

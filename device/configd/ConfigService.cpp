@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "config_client/config_client_api.h"
+#include "config_client/config_wire.h"
 #include "device/configd/vbuf_codec.h"
 #include "runtime/logging.h"
 
@@ -12,31 +13,6 @@ namespace {
 
 constexpr const char* kModule = "configd";
 constexpr std::string_view kNamePrefix = "config.";
-
-// The first word of requests and writes, a context that nobody uses, stays unread.
-struct ReadRequest {
-    int32_t context;
-    uint32_t type;  // 0 for any
-    uint32_t size;
-};
-struct ReadReply {
-    int32_t status;
-    uint32_t type;
-    uint32_t length;
-};
-struct WriteHeader {
-    int32_t context;
-    uint32_t type;
-    uint32_t length;
-};
-struct MatchHeader {
-    uint32_t zero;
-    uint32_t count;
-};
-struct StatReply {
-    int32_t status;
-    uint32_t information;
-};
 
 template <class T>
 std::string bytes_of(const T& value) {
@@ -170,20 +146,21 @@ void ConfigService::handle_signal(std::string_view name, std::string_view data, 
 }
 
 std::string ConfigService::read(std::string_view key, std::string_view data) const {
-    const auto request = take<ReadRequest>(data);
+    const auto request = take<config_read_request_t>(data);
     if (!request) {
         return {};
     }
     const ConfigValue* value = m_database.find(key);
     if (value == nullptr) {
-        return bytes_of(ReadReply{CONFIG_NO_VALUE, CONFIG_TYPE_NONE, 0});
+        return bytes_of(config_read_reply_t{CONFIG_NO_VALUE, CONFIG_TYPE_NONE, 0});
     }
     if (type_differs(request->type, *value)) {
-        return bytes_of(ReadReply{CONFIG_MISMATCH, value->type, 0});
+        return bytes_of(config_read_reply_t{CONFIG_MISMATCH, value->type, 0});
     }
     const std::string_view fitting = std::string_view(value->data).substr(0, request->size);
     const int32_t status = fitting.size() < value->data.size() ? CONFIG_TRUNCATED : CONFIG_OK;
-    return bytes_of(ReadReply{status, value->type, static_cast<uint32_t>(fitting.size())}).append(fitting);
+    return bytes_of(config_read_reply_t{status, value->type, static_cast<uint32_t>(fitting.size())})
+        .append(fitting);
 }
 
 std::string ConfigService::read_vector(std::string_view prefix, std::string_view data) const {
@@ -214,7 +191,7 @@ std::string ConfigService::read_pattern(std::string_view pattern_text) const {
     if (matching.empty()) {
         return {};
     }
-    std::string reply = bytes_of(MatchHeader{0, static_cast<uint32_t>(matching.size())});
+    std::string reply = bytes_of(config_match_header_t{0, static_cast<uint32_t>(matching.size())});
     for (const auto* entry : matching) {
         if (reply.size() > kMaxDataBytes) {
             break;
@@ -226,7 +203,7 @@ std::string ConfigService::read_pattern(std::string_view pattern_text) const {
 
 std::string ConfigService::stat(std::string_view key) const {
     const int32_t status = m_database.find(key) != nullptr ? CONFIG_OK : CONFIG_NO_VALUE;
-    return bytes_of(StatReply{status, m_database.information(key)});
+    return bytes_of(config_stat_reply_t{status, m_database.information(key)});
 }
 
 std::string ConfigService::factory_reset() {
@@ -251,7 +228,7 @@ std::optional<std::string> ConfigService::modify_vector(std::string_view prefix,
 }
 
 bool ConfigService::write(std::string_view key, std::string_view data, uint32_t now_ms) {
-    const auto header = take<WriteHeader>(data);
+    const auto header = take<config_write_header_t>(data);
     if (!header || header->length != data.size() - sizeof *header) {
         return false;
     }

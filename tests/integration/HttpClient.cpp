@@ -24,8 +24,8 @@ HttpClient::HttpClient(int port) : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_C
     }
 }
 
-HttpResponse HttpClient::request(const std::string& method, const std::string& target, const std::string& body,
-                                 const std::vector<std::string>& headers) {
+HttpResponse HttpClient::request(const std::string& method, const std::string& target,
+                                 const std::string& body, const std::vector<std::string>& headers) {
     std::ostringstream text;
     text << method << ' ' << target << " HTTP/1.1\r\nHost: localhost\r\n";
     for (const std::string& header : headers) {

@@ -6,7 +6,8 @@
 
 #include <cstring>
 
-RpcClient::RpcClient(const std::string& socket_path) : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+RpcClient::RpcClient(const std::string& socket_path)
+    : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const timeval limit{10, 0};
     setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     sockaddr_un address{};

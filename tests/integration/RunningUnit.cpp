@@ -34,7 +34,8 @@ int free_port() {
 RunningUnit::RunningUnit() : m_directory(make_directory()), m_port(free_port()) {
     m_bus_address = "unix*" + m_directory.filename().string();
     writeAccessMap(R"json({"/system(/|$)": {"GET": 0, "PUT": 0, "POST": 0, "DELETE": 0}})json");
-    writeConfiguration(R"({"hab.path": "", "hab.log.level": 7, "hab.http.port": )" + std::to_string(m_port) + "}");
+    writeConfiguration(R"({"hab.path": "", "hab.log.level": 7, "hab.http.port": )" + std::to_string(m_port) +
+                       "}");
 }
 
 RunningUnit::~RunningUnit() {
@@ -44,13 +45,17 @@ RunningUnit::~RunningUnit() {
     std::filesystem::remove_all(m_directory);
 }
 
-void RunningUnit::writeAccessMap(const std::string& json) { std::ofstream(file("accessmap.json")) << json; }
+void RunningUnit::writeAccessMap(const std::string& json) {
+    std::ofstream(file("accessmap.json")) << json;
+}
 
 void RunningUnit::writeConfiguration(const std::string& json) {
     std::ofstream(file("configuration.json")) << json;
 }
 
-std::string RunningUnit::rpcSocket() const { return "/tmp/mrv_json_rpc_" + std::to_string(getuid()); }
+std::string RunningUnit::rpcSocket() const {
+    return "/tmp/mrv_json_rpc_" + std::to_string(getuid());
+}
 
 void RunningUnit::start() {
     startBus();
@@ -66,7 +71,8 @@ void RunningUnit::startBus() {
 }
 
 void RunningUnit::startDatabase() {
-    const std::vector<std::string> arguments{"-a", m_bus_address, "-s", file("config.db"), "-f", FACTORY_FILE};
+    const std::vector<std::string> arguments{"-a", m_bus_address, "-s", file("config.db"),
+                                             "-f", FACTORY_FILE};
     m_database = std::make_unique<Program>(CONFIGD_PROGRAM, arguments, std::map<std::string, std::string>{},
                                            file("configd.log"));
     ASSERT_TRUE(m_database->awaitOutput("serving")) << m_database->output();
@@ -75,8 +81,9 @@ void RunningUnit::startDatabase() {
 void RunningUnit::startDaemon() {
     const std::map<std::string, std::string> environment{{"CBUS_ADDR", m_bus_address},
                                                          {"MRV_JSON_RPC_TEST", "1"}};
-    m_daemon = std::make_unique<Program>(WEB_APP_PROGRAM, std::vector<std::string>{"-c", m_directory.string()},
-                                         environment, file("web_app.log"));
+    m_daemon =
+        std::make_unique<Program>(WEB_APP_PROGRAM, std::vector<std::string>{"-c", m_directory.string()},
+                                  environment, file("web_app.log"));
     for (int i = 0; i < 1000 && m_daemon->isRunning(); ++i) {
         if (http().connected() && rpc().connected()) {
             return;

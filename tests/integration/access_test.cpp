@@ -10,12 +10,15 @@ const std::vector<std::string> kAcceptJson{"Accept: application/json"};
 class AccessOverHttp : public testing::Test {
   protected:
     void SetUp() override {
-        m_unit.writeAccessMap(R"json({"/system(/|$)": {"GET": 0, "PUT": 2}, "/open": {"GET": 0, "PUT": 0}})json");
+        m_unit.writeAccessMap(
+            R"json({"/system(/|$)": {"GET": 0, "PUT": 2}, "/open": {"GET": 0, "PUT": 0}})json");
         m_unit.start();
     }
 
     int Put(const std::string& target) {
-        return m_unit.http().request("PUT", target, R"({"data": {"sys_name": "intruder"}})", kAcceptJson).status;
+        return m_unit.http()
+            .request("PUT", target, R"({"data": {"sys_name": "intruder"}})", kAcceptJson)
+            .status;
     }
 
     RunningUnit m_unit;
@@ -30,13 +33,15 @@ TEST_F(AccessOverHttp, AMethodThatNoRuleNamesIsRefusedWith401) {
     EXPECT_EQ(m_unit.http().request("DELETE", "/system/info").status, 401);
 }
 
-TEST_F(AccessOverHttp, AnOpenPrefixInFrontOpensNothing) { EXPECT_EQ(Put("/open/system/info/oem-snmp"), 401); }
+TEST_F(AccessOverHttp, AnOpenPrefixInFrontOpensNothing) {
+    EXPECT_EQ(Put("/open/system/info/oem-snmp"), 401);
+}
 
 TEST_F(AccessOverHttp, NoSpellingOfThePathIsALaxerOne) {
-    for (const char* target : {"//system//info//oem-snmp", "/system/info/oem-snmp/", "/%73ystem/info/oem-snmp",
-                               "/system%2Finfo%2Foem-snmp", "/open/..//system/info/oem-snmp",
-                               "/open%2Fsystem/info/oem-snmp", "/system/info/oem-snmp?main_res=status",
-                               "http://localhost/system/info/oem-snmp"}) {
+    for (const char* target :
+         {"//system//info//oem-snmp", "/system/info/oem-snmp/", "/%73ystem/info/oem-snmp",
+          "/system%2Finfo%2Foem-snmp", "/open/..//system/info/oem-snmp", "/open%2Fsystem/info/oem-snmp",
+          "/system/info/oem-snmp?main_res=status", "http://localhost/system/info/oem-snmp"}) {
         EXPECT_EQ(Put(target), 401) << target;
     }
 }
@@ -58,8 +63,8 @@ TEST_F(AccessOverHttp, ARefusalKeepsTheSessionCookieAndTheInstanceHeader) {
 TEST_F(AccessOverHttp, TheSameMapHoldsForJsonRpc) {
     RpcClient client = m_unit.rpc();
 
-    const JsonPtr answer =
-        client.call("update", R"json({"path": "/system/info/oem-snmp", "data": {"sys_name": "intruder"}})json");
+    const JsonPtr answer = client.call(
+        "update", R"json({"path": "/system/info/oem-snmp", "data": {"sys_name": "intruder"}})json");
 
     const cJSON* error = cJSON_GetObjectItemCaseSensitive(answer.get(), "error");
     EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItemCaseSensitive(error, "code")), 404.0);

@@ -66,8 +66,8 @@ TEST_F(HttpServer, PipelinedRequestsAreAnsweredInOrder) {
 TEST_F(HttpServer, ACookieKeepsItsSession) {
     const std::string cookie = m_unit.http().request("GET", "/system/info").header("Set-Cookie");
 
-    const HttpResponse again = m_unit.http().request(
-        "GET", "/system/info", "", {"Cookie: " + cookie.substr(0, cookie.find(';'))});
+    const HttpResponse again =
+        m_unit.http().request("GET", "/system/info", "", {"Cookie: " + cookie.substr(0, cookie.find(';'))});
 
     EXPECT_EQ(again.headers.count("Set-Cookie"), 0U);
 }

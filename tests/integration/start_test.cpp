@@ -18,17 +18,19 @@ class Start : public testing::Test {
   protected:
     // The bytes that are on file when the program has ended by itself.
     std::string OutputOf(const std::vector<std::string>& arguments, int* status) {
-        Program program(WEB_APP_PROGRAM, arguments, Environment{{"CBUS_ADDR", m_unit.busAddress()}},
-                        m_unit.directory() / "out");
+        Program program(WEB_APP_PROGRAM, arguments, DaemonEnvironment(), m_unit.directory() / "out");
         *status = program.awaitEnd().value_or(-1);
         return program.output();
+    }
+
+    [[nodiscard]] Environment DaemonEnvironment() const {
+        return {{"CBUS_ADDR", m_unit.busAddress()}, {"MRV_JSON_RPC_TEST", "1"}};
     }
 
     // The same from a shell that has closed descriptors 0, 1 and 2.
     void RunWithoutDescriptors(std::vector<std::string> arguments, int* status) {
         arguments.insert(arguments.begin(), {"-c", "exec \"$0\" \"$@\" <&- >&- 2>&-", WEB_APP_PROGRAM});
-        Program program("/bin/sh", arguments, Environment{{"CBUS_ADDR", m_unit.busAddress()}},
-                        m_unit.directory() / "out");
+        Program program("/bin/sh", arguments, DaemonEnvironment(), m_unit.directory() / "out");
         *status = program.awaitEnd().value_or(-1);
     }
 
@@ -83,6 +85,21 @@ class Start : public testing::Test {
             const std::string target = std::filesystem::read_symlink(link, none).string();
             EXPECT_TRUE(none || target == "/" || target == "/dev/null") << number << " is " << target;
         }
+    }
+
+    [[nodiscard]] std::string PidFile() const { return m_unit.directory() / "pid"; }
+    [[nodiscard]] std::vector<std::string> DaemonArguments() const {
+        return {"-c", m_unit.directory().string(), "-d", PidFile()};
+    }
+
+    // After a start with DaemonArguments() whose first process has ended with that status.
+    void ExpectAServingDaemon(int status) {
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+        const int pid = AwaitPid(PidFile());
+        ASSERT_GT(pid, 0);
+        EXPECT_EQ(AwaitAnswer("/system/info"), 200);
+        ExpectNothingOnTheStandardDescriptors(pid);
+        EXPECT_EQ(kill(pid, SIGTERM), 0);
     }
 
     RunningUnit m_unit;
@@ -174,32 +191,20 @@ TEST_F(Start, ADaemonDetachesAndWritesItsPidFile) {
     m_unit.startBus();
     m_unit.startDatabase();
     int status = -1;
-    const std::string pid_file = m_unit.directory() / "pid";
 
-    OutputOf({"-c", m_unit.directory().string(), "-d", pid_file}, &status);
+    OutputOf(DaemonArguments(), &status);
 
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    const int pid = AwaitPid(pid_file);
-    ASSERT_GT(pid, 0);
-    EXPECT_EQ(AwaitAnswer("/system/info"), 200);
-    ExpectNothingOnTheStandardDescriptors(pid);
-    EXPECT_EQ(kill(pid, SIGTERM), 0);
+    ExpectAServingDaemon(status);
 }
 
 TEST_F(Start, ADaemonServesThoughItWasStartedWithoutStandardDescriptors) {
     m_unit.startBus();
     m_unit.startDatabase();
     int status = -1;
-    const std::string pid_file = m_unit.directory() / "pid";
 
-    RunWithoutDescriptors({"-c", m_unit.directory().string(), "-d", pid_file}, &status);
+    RunWithoutDescriptors(DaemonArguments(), &status);
 
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    const int pid = AwaitPid(pid_file);
-    ASSERT_GT(pid, 0);
-    EXPECT_EQ(AwaitAnswer("/system/info"), 200);
-    ExpectNothingOnTheStandardDescriptors(pid);
-    EXPECT_EQ(kill(pid, SIGTERM), 0);
+    ExpectAServingDaemon(status);
 }
 
 }  // namespace

@@ -10,7 +10,9 @@ class SystemOverHttp : public testing::Test {
   protected:
     void SetUp() override { m_unit.start(); }
 
-    HttpResponse Get(const std::string& target) { return m_unit.http().request("GET", target, "", kAcceptJson); }
+    HttpResponse Get(const std::string& target) {
+        return m_unit.http().request("GET", target, "", kAcceptJson);
+    }
     HttpResponse Put(const std::string& target, const std::string& body) {
         return m_unit.http().request("PUT", target, body, kAcceptJson);
     }
@@ -37,10 +39,10 @@ TEST_F(SystemOverHttp, InfoAnswersItsThirteenMembersInOrderFromTheDatabase) {
         EXPECT_TRUE(cJSON_IsString(member)) << member->string;
         members.emplace_back(member->string);
     }
-    EXPECT_EQ(members, (std::vector<std::string>{
-                           "pcb_id", "pcb_revision", "serial_number", "unit_bom", "software_version",
-                           "software_build_nr", "software_build_id", "software_build_date", "model_number",
-                           "platform_id", "product_id", "system_id", "antenna_id"}));
+    EXPECT_EQ(members, (std::vector<std::string>{"pcb_id", "pcb_revision", "serial_number", "unit_bom",
+                                                 "software_version", "software_build_nr", "software_build_id",
+                                                 "software_build_date", "model_number", "platform_id",
+                                                 "product_id", "system_id", "antenna_id"}));
 }
 
 TEST_F(SystemOverHttp, StatusTellsTheRunStateAndTheClock) {
@@ -87,7 +89,8 @@ TEST_F(SystemOverHttp, AMethodThatAResourceDoesNotHaveIsRefusedWith405) {
 
 TEST_F(SystemOverHttp, ASubscriptionIsMadeReadAndRemovedInItsSession) {
     HttpClient client = m_unit.http();
-    const HttpResponse made = client.request("POST", "/system/subscriptions/system/status", "{}", kAcceptJson);
+    const HttpResponse made =
+        client.request("POST", "/system/subscriptions/system/status", "{}", kAcceptJson);
     const std::string cookie = made.header("Set-Cookie");
     const std::vector<std::string> session{"Accept: application/json",
                                            "Cookie: " + cookie.substr(0, cookie.find(';'))};
