@@ -24,7 +24,8 @@ const char* level_name(int level) {
 // Answers whether the mask has changed since the last line.
 bool apply_new_log_mask() {
     const std::uint32_t wanted = new_log_mask;
-    return current_log_mask.exchange(wanted) != wanted;
+    // Most lines find no change: they only look, which costs nothing.
+    return current_log_mask != wanted && current_log_mask.exchange(wanted) != wanted;
 }
 
 }  // namespace
@@ -78,10 +79,14 @@ void log_syslog(int level, const char* file, const char* format, ...) {
     // Before every line: the connection survives it, and a changed identity takes effect.
     openlog(p_log_identity, 0, LOG_USER);
 
+    // syslog filters by its own mask, and every line is handed to it. A message that it is going to drop need not be
+    // laid out for that: of a daemon in use most lines are debug lines that nobody asked for.
     char message[kMessageSize] = {};
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(message, sizeof message, format, args);
-    va_end(args);
+    if ((setlogmask(0) & LOG_MASK(LOG_PRI(level))) != 0) {
+        va_list args;
+        va_start(args, format);
+        std::vsnprintf(message, sizeof message, format, args);
+        va_end(args);
+    }
     syslog(level, "[%s]: (%s) %s", level_name(level), file, message);
 }

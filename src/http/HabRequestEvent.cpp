@@ -101,8 +101,13 @@ HabRequestEvent::HabRequestEvent(evhttp_request* req) : m_req(req), m_evBuf(evbu
 HabRequestEvent::~HabRequestEvent() = default;
 
 bool HabRequestEvent::isServable(evhttp_request* req) {
-    if (evhttp_request_get_uri(req) == nullptr) {
+    const char* text = evhttp_request_get_uri(req);
+    if (text == nullptr) {
         return false;
+    }
+    // What nearly every client sends: a path from the root, and nothing in it that could decode to a NUL.
+    if (text[0] == '/' && std::strstr(text, "%00") == nullptr) {
+        return true;
     }
     const UriPtr uri = parse_uri(req);
     if (uri == nullptr) {

@@ -10,6 +10,7 @@ namespace {
 
 std::mutex calls_lock;
 std::vector<std::string> recorded_calls;
+int syslog_mask = 0xff;
 
 void record(const std::string& call) {
     const std::lock_guard guard(calls_lock);
@@ -28,6 +29,7 @@ std::vector<std::string> calls() {
 void forget() {
     const std::lock_guard guard(calls_lock);
     recorded_calls.clear();
+    syslog_mask = 0xff;
 }
 
 }  // namespace fake_syslog
@@ -43,9 +45,15 @@ void closelog() {
     record("closelog");
 }
 
+// As in the C library, 0 asks for the mask and changes nothing.
 int setlogmask(int mask) noexcept {
-    record("setlogmask " + std::to_string(mask));
-    return 0;
+    const std::lock_guard guard(calls_lock);
+    const int previous = syslog_mask;
+    if (mask != 0) {
+        recorded_calls.push_back("setlogmask " + std::to_string(mask));
+        syslog_mask = mask;
+    }
+    return previous;
 }
 
 void vsyslog(int priority, const char* format, va_list args) {
