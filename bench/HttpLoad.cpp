@@ -21,7 +21,8 @@ HttpLoad::HttpLoad(int port, const std::string& target, int connections) {
         const HttpResponse first = client.request("GET", target, "", {"Accept: application/json"});
         expect_ok(first);
         const std::string cookie = first.header("Set-Cookie");
-        std::string request = "GET " + target + " HTTP/1.1\r\nHost: localhost\r\nAccept: application/json\r\n";
+        std::string request =
+            "GET " + target + " HTTP/1.1\r\nHost: localhost\r\nAccept: application/json\r\n";
         if (!cookie.empty()) {
             request += "Cookie: " + cookie.substr(0, cookie.find(';')) + "\r\n";
         }

@@ -27,13 +27,21 @@ TEST(CommandLine, WithoutOptionsStaysInTheForegroundAtLevelSevenInTheCurrentDire
     EXPECT_EQ(line.log_level, 7);
 }
 
-TEST(CommandLine, ALevelAboveSevenIsSeven) { EXPECT_EQ(Parse({"-l", "9"}).log_level, 7); }
+TEST(CommandLine, ALevelAboveSevenIsSeven) {
+    EXPECT_EQ(Parse({"-l", "9"}).log_level, 7);
+}
 
-TEST(CommandLine, ALevelThatIsNoNumberIsZero) { EXPECT_EQ(Parse({"-l", "loud"}).log_level, 0); }
+TEST(CommandLine, ALevelThatIsNoNumberIsZero) {
+    EXPECT_EQ(Parse({"-l", "loud"}).log_level, 0);
+}
 
-TEST(CommandLine, AJoinedNegativeLevelIsZero) { EXPECT_EQ(Parse({"-l=-3"}).log_level, 0); }
+TEST(CommandLine, AJoinedNegativeLevelIsZero) {
+    EXPECT_EQ(Parse({"-l=-3"}).log_level, 0);
+}
 
-TEST(CommandLine, ASeparateNegativeLevelIsNotRecorded) { EXPECT_EQ(Parse({"-l", "-3"}).log_level, 7); }
+TEST(CommandLine, ASeparateNegativeLevelIsNotRecorded) {
+    EXPECT_EQ(Parse({"-l", "-3"}).log_level, 7);
+}
 
 TEST(CommandLine, ALevelBeyondALongIsClamped) {
     EXPECT_EQ(Parse({"-l", "99999999999999999999"}).log_level, 7);
@@ -58,7 +66,9 @@ TEST(CommandLine, AnEmptyJoinedDaemonOptionDetachesWithoutAPidFile) {
     EXPECT_EQ(line.pid_file, "");
 }
 
-TEST(CommandLine, HelpIsFoundAmongOtherOptions) { EXPECT_TRUE(Parse({"-l", "3", "-h", "-d", "x"}).wants_usage); }
+TEST(CommandLine, HelpIsFoundAmongOtherOptions) {
+    EXPECT_TRUE(Parse({"-l", "3", "-h", "-d", "x"}).wants_usage);
+}
 
 TEST(CommandLineUsage, NamesTheProgramAsItWasCalled) {
     testing::internal::CaptureStdout();
