@@ -3,8 +3,7 @@
 // socket_helpers: sockets from bus addresses.
 // Address: three fields between asterisks, protocol*host*port.
 //            tcp*HOST*PORT, udp*HOST*PORT  IPv4 in dotted form, 127.0.0.1 when empty; decimal port
-//            unix*NAME                     stream socket in the abstract namespace; the name is padded with
-//            NULs
+//            unix*NAME                     stream socket in the abstract namespace; the name is padded with NULs
 //                                          to the full path size, so both ends must pad
 //          A protocol beyond 16 characters is none; host and port are cut after 32.
 // Owns:    every descriptor returned is close-on-exec and belongs to the caller.
