@@ -23,9 +23,9 @@ std::vector<std::string> split_at(const std::string& text, char separator) {
 
 }  // namespace
 
-Options::Specification Options::parse(const std::string& specification) {
-    Specification result;
-    for (const std::string& item : split_at(specification, ',')) {
+Options::Grammar Options::parse(const std::string& grammar) {
+    Grammar result;
+    for (const std::string& item : split_at(grammar, ',')) {
         const std::size_t colon = item.find(':');
         if (colon == std::string::npos || colon + 1 == item.size()) {
             result[item.substr(0, colon)] = colon != std::string::npos;
@@ -34,8 +34,8 @@ Options::Specification Options::parse(const std::string& specification) {
     return result;
 }
 
-Options Options::extract(const std::string& specification, int& argc, char** argv) {
-    const Specification known = parse(specification);
+Options Options::extract(const std::string& grammar, int& argc, char** argv) {
+    const Grammar known = parse(grammar);
     Options result;
     int i = 0;
     while (i < argc && argv[i] != nullptr) {
@@ -52,14 +52,14 @@ Options Options::extract(const std::string& specification, int& argc, char** arg
 }
 
 // Records the option that arguments[0] names; answers how many of the `left` arguments it consists of, 0 for none.
-int Options::take(const Specification& specification, int left, char* const* arguments) {
+int Options::take(const Grammar& grammar, int left, char* const* arguments) {
     const char* argument = arguments[0];
     if (std::strlen(argument) < 2 || argument[0] != '-') {
         return 0;
     }
     const std::vector<std::string> parts = split_at(argument + (argument[1] == '-' ? 2 : 1), '=');
-    const auto option = specification.find(parts[0]);
-    if (option == specification.end()) {
+    const auto option = grammar.find(parts[0]);
+    if (option == grammar.end()) {
         return 0;
     }
     const bool takes_value = option->second;

@@ -17,7 +17,7 @@ namespace {
 // A command line as main() gets it; "web_app" is put before the arguments.
 class OptionsExtract : public testing::Test {
   protected:
-    Options Extract(const std::string& specification, std::vector<std::string> arguments) {
+    Options Extract(const std::string& grammar, std::vector<std::string> arguments) {
         m_texts = std::move(arguments);
         m_texts.insert(m_texts.begin(), "web_app");
         for (std::string& text : m_texts) {
@@ -25,7 +25,7 @@ class OptionsExtract : public testing::Test {
         }
         m_count = static_cast<int>(m_vector.size());
         m_vector.push_back(nullptr);
-        return Options::extract(specification, m_count, m_vector.data());
+        return Options::extract(grammar, m_count, m_vector.data());
     }
 
     std::vector<std::string> Left() const { return {m_vector.begin(), m_vector.begin() + m_count}; }
