@@ -90,11 +90,15 @@ void onSweep(evutil_socket_t, short, void* arg) {
 }  // namespace
 
 HabEventServer::HabEventServer(int port) : m_port(port), m_instanceId(static_cast<unsigned long>(random())) {
+    HAB_ASSERT(pthread_mutex_init(&m_lock, nullptr) == 0, "pthread_mutex_init(&m_lock, __null) == 0");
     evthread_use_pthreads();
     m_evbase.reset(event_init());
 }
 
-HabEventServer::~HabEventServer() = default;
+HabEventServer::~HabEventServer() {
+    m_http.reset();
+    pthread_mutex_destroy(&m_lock);
+}
 
 void HabEventServer::dispatch_event() {
     event_base_dispatch(m_evbase.get());
@@ -154,6 +158,8 @@ bool HabEventServer::startHttp() {
     evhttp_set_max_headers_size(m_http.get(), kMaxHeaderBytes);
     evhttp_set_max_body_size(m_http.get(), kMaxBodyBytes);
     evhttp_set_timeout(m_http.get(), kTimeoutSeconds);
+    evhttp_set_cb(m_http.get(), "/activity", subscribe_handlerCb, this);
+    evhttp_set_cb(m_http.get(), "/publish", publish_handlerCb, this);
     evhttp_set_gencb(m_http.get(), generic_handlerCb, this);
     evhttp_set_prehandle_cb(m_http.get(), prehandlecb, this);
     evhttp_hooks_set_gone_cb(m_http.get(), onGone, this);
@@ -214,10 +220,7 @@ void HabEventServer::chunk_handler(HabRequest* habReq) {
 void HabEventServer::generic_handler(evhttp_request* req) {
     logger_function(7, kSource, "generic_handler() Request for %s", uriText(req));
     http_add_header(req, "X-Server-instance", m_instanceIdText);
-    if (!isServable(req)) {
-        // What follows may be the body of this request and not the next one.
-        http_add_header(req, "Connection", http_framing_is_clear(req) ? nullptr : "close");
-        http_send_error(req, StatusCode::kBadRequest, nullptr);
+    if (refuse(req)) {
         return;
     }
     const std::unique_ptr<HabRequestEvent> habReq = takeRequest(req);
@@ -226,6 +229,16 @@ void HabEventServer::generic_handler(evhttp_request* req) {
     if (!habReq->releaseAnswer()) {
         HabDispatcher::dispatchRequest(habReq.get());
     }
+}
+
+bool HabEventServer::refuse(evhttp_request* req) {
+    if (isServable(req)) {
+        return false;
+    }
+    // What follows may be the body of this request and not the next one.
+    http_add_header(req, "Connection", http_framing_is_clear(req) ? nullptr : "close");
+    http_send_error(req, StatusCode::kBadRequest, nullptr);
+    return true;
 }
 
 // The object leaves the cache before it is used: an answer to a client that has gone frees the library's request
@@ -266,6 +279,18 @@ void chunkedCb(evhttp_request* req, void* arg) noexcept {
     HAB_ASSERT(req != nullptr, "req != __null");
     HAB_ASSERT(habReq != nullptr, "habReq != __null");
     HabEventServer::chunk_handler(habReq);
+}
+
+void subscribe_handlerCb(evhttp_request* req, void* arg) noexcept {
+    HAB_ASSERT(arg != nullptr, "arg != __null");
+    HAB_ASSERT(req != nullptr, "req != __null");
+    static_cast<HabEventServer*>(arg)->subscribe_handler(req);
+}
+
+void publish_handlerCb(evhttp_request* req, void* arg) noexcept {
+    HAB_ASSERT(arg != nullptr, "arg != __null");
+    HAB_ASSERT(req != nullptr, "req != __null");
+    static_cast<HabEventServer*>(arg)->publish_handler(req);
 }
 
 void completeCb(evhttp_request* /*req*/, void* /*arg*/) noexcept {

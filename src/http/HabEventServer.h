@@ -1,23 +1,45 @@
 #pragma once
 
+#include <pthread.h>
+
+#include <list>
+#include <map>
 #include <memory>
+#include <set>
+#include <string>
 #include <unordered_map>
 
+#include "src/base/date_time.h"
 #include "src/base/owners.h"
+#include "src/http/LongPoll.h"
 #include "src/http/evhttp_hooks.h"
 
 class HabRequest;
 class HabRequestEvent;
 
-// HabEventServer: the event base of the process and the HTTP server on it.
-// Owns:      the event base, the HTTP server, and every request object that waits for the rest of its request.
-// Threads:   the thread that calls run().
+// HabEventServer: the event base of the process and the HTTP server on it, with the push channels "/activity" and
+// "/publish"; every other path goes to the dispatcher.
+// Owns:      the event base, the HTTP server, every request object that waits for the rest of its request, the
+//            stored push events (at most 101 a channel) and the channels, which stay for the life of the process.
+// Threads:   the thread that calls run(). Other threads publish by HTTP.
 // Callbacks: requests are dispatched from inside dispatch_event().
 // Errors:    a port that cannot be bound keeps run() logging for ever, see there.
 class HabEventServer {
   public:
     // A negative port: no HTTP. Port 0: the kernel chooses one, see boundPort().
     explicit HabEventServer(int port);
+
+    // A published event.
+    struct UpdateEvent {
+        utilities::DateTime timestamp;  // wall clock
+        std::string etag;
+        int length;         // of data, in bytes
+        MallocedText data;  // as published, with a terminator
+        unsigned long id;
+        // What subscribers get: the JSON with its id, printed once for all of them; null when it is none.
+        std::shared_ptr<const std::string> text;
+    };
+
     HabEventServer(const HabEventServer&) = delete;
     HabEventServer& operator=(const HabEventServer&) = delete;
     virtual ~HabEventServer();
@@ -45,6 +67,18 @@ class HabEventServer {
     static void chunk_handler(HabRequest* habReq);
     // Runs for every complete request.
     void generic_handler(evhttp_request* req);
+    // Answers "/activity" with the stored events of a channel, or lets the request wait for the next one.
+    void subscribe_handler(evhttp_request* req);
+    // Stores what was sent to "/publish" and answers the requests that wait on its channel.
+    void publish_handler(evhttp_request* req);
+    // Forgets the request that waits on this connection.
+    void connection_closed_handler(evhttp_connection* conn);
+    [[nodiscard]] std::size_t channels() const { return pendingRequests.size(); }
+    // The requests that wait for an event, or for nothing (see subscribe_handler).
+    [[nodiscard]] std::size_t waitingRequests() const { return m_waiting.size(); }
+
+    void setNextEventId(unsigned long id) { nextEventId = id; }
+
     // Runs when the library lets go of a request.
     void request_gone(evhttp_request* req);
     // Closes connections that have not got a request finished within this time; runs every second.
@@ -52,15 +86,40 @@ class HabEventServer {
 
   private:
     bool startHttp();
+    bool refuse(evhttp_request* req);
+    void dropEarlyAnswer(evhttp_request* req);
     void startStreaming(evhttp_request* req, HabRequestEvent& habReq);
+    void openChannel(const std::string& channel);
+    static bool sendStored(evhttp_request* req, const std::list<UpdateEvent>& events, unsigned long fromId);
+    void waitOnChannel(evhttp_request* req, const std::string& channel, bool isNew);
+    void wait(evhttp_request* req, std::set<evhttp_request*>* channel);
+    void logWaiting(const evhttp_connection* closing) const;
+    bool handlePublish(evhttp_request* req);
+    void pruneEvents();
+    bool storeEvent(evhttp_request* req, const std::string& channel);
+    void answerWaiting(evhttp_request* publisher, const std::string& channel);
+    void answerWithEvents(evhttp_request* req, evhttp_request* publisher,
+                          const std::list<UpdateEvent>& events);
     std::unique_ptr<HabRequestEvent> takeRequest(evhttp_request* req);
 
     EventBasePtr m_evbase;
     int m_port;
+    std::map<std::string, std::set<evhttp_request*>> pendingRequests;
     std::unordered_map<evhttp_request*, std::unique_ptr<HabRequestEvent>> requestCache;
+    std::map<std::string, std::list<UpdateEvent>> pendingEvents;
+    unsigned long nextEventId = 1;
     unsigned long m_instanceId;
     char m_instanceIdText[10] = {};
+    pthread_mutex_t m_lock;
 
+    // A waiting request and the set of its channel, null without one.
+    struct Waiting {
+        Waiting(evhttp_request* req, std::set<evhttp_request*>* waitsOn, HabEventServer* server);
+        evhttp_request* request;
+        std::set<evhttp_request*>* channel;
+        LongPoll poll;
+    };
+    std::unordered_map<evhttp_connection*, Waiting> m_waiting;
     int m_boundPort = -1;
     COwned<evhttp, evhttp_hooks_free> m_http;
     EventPtr m_sweepTimer;
@@ -70,4 +129,6 @@ class HabEventServer {
 void generic_handlerCb(evhttp_request* req, void* arg) noexcept;
 void prehandlecb(evhttp_request* req, void* arg) noexcept;
 void chunkedCb(evhttp_request* req, void* arg) noexcept;
+void subscribe_handlerCb(evhttp_request* req, void* arg) noexcept;
+void publish_handlerCb(evhttp_request* req, void* arg) noexcept;
 void completeCb(evhttp_request* req, void* arg) noexcept;

@@ -6,6 +6,7 @@
 
 #include <event2/buffer.h>
 #include <event2/http.h>
+#include <event2/http_struct.h>
 
 #include "src/base/owners.h"
 #include "src/http/StatusCode.h"
@@ -42,6 +43,15 @@ void http_send_reply(evhttp_request* req, int code, const char* reason, evbuffer
         evbuffer_drain(body, evbuffer_get_length(body));
     }
     evhttp_send_reply(req, code, reason_or_phrase(code, reason).c_str(), body);
+}
+
+void http_send_chunked_reply(evhttp_request* req, int code, const char* reason, evbuffer* body) {
+    if (req->major < 1 || (req->major == 1 && req->minor == 0)) {
+        http_add_header(req, "Content-Length", std::to_string(evbuffer_get_length(body)).c_str());
+    }
+    evhttp_send_reply_start(req, code, reason_or_phrase(code, reason).c_str());
+    evhttp_send_reply_chunk(req, body);
+    evhttp_send_reply_end(req);
 }
 
 void http_fill_error_page(evhttp_request* req, evbuffer* page, int code, const char* reason) {

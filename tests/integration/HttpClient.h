@@ -30,11 +30,19 @@ class HttpClient {
     // Raw bytes, for requests that no client would write.
     void send(const std::string& bytes);
     HttpResponse receive(bool has_body = true);
+    void close() { m_socket.reset(); }
+    void reset();
+    // Ends our side of the connection.
+    void endSending();
+
     // Whether the server has closed the connection; waits for that at most ten seconds.
     [[nodiscard]] bool awaitClose();
 
   private:
     bool fill();
+    bool take(const std::string& end, std::string& text);
+    bool takeBytes(const HttpResponse& response, std::string& body);
+    bool takeChunks(std::string& body);
     HttpResponse parseHead(const std::string& head);
 
     UniqueFd m_socket;

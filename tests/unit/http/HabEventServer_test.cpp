@@ -6,24 +6,9 @@
 #include <csignal>
 #include <set>
 
-#include "FrontEnd.h"
-#include "HttpFixture.h"
+#include "EventServerFixture.h"
 
 namespace {
-
-// Runs a script in place of the loop: while it runs, the server listens.
-class ScriptedServer : public HabEventServer {
-  public:
-    using HabEventServer::HabEventServer;
-    void dispatch_event() override {
-        ++dispatched;
-        script();
-    }
-    RawHttpClient connect() { return {getEventbase(), static_cast<std::uint16_t>(boundPort())}; }
-
-    std::function<void()> script = [] {};
-    int dispatched = 0;
-};
 
 // A log that another process reads, for lines without arguments.
 struct PipeLog {
@@ -50,36 +35,7 @@ class StreamingHandler : public HabHandler {
     std::vector<std::string> pieces;
 };
 
-class HabEventServerTest : public FrontEnd {
-  protected:
-    void Serve(const std::function<void()>& script) {
-        m_server.script = script;
-        EXPECT_EQ(m_server.run(), 0);
-    }
-    std::string Exchange(const std::string& request) {
-        std::string answer;
-        Serve([&] { answer = m_server.connect().exchange(request); });
-        return answer;
-    }
-    // Turns the loop until `count` requests wait for their body.
-    bool Caches(std::size_t count) {
-        return pump_until(m_server.getEventbase(), [&] { return m_server.cachedRequests() == count; });
-    }
-
-    ScriptedServer m_server{0};
-};
-
-long CountOf(const std::string& text, const std::string& part) {
-    long count = 0;
-    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size()) {
-        ++count;
-    }
-    return count;
-}
-
-std::string StatusOf(const std::string& answer) {
-    return answer.substr(0, answer.find("\r\n"));
-}
+using HabEventServerTest = EventServerFixture;
 
 constexpr const char* kNotFound = "HTTP/1.1 404 Not Found";
 constexpr const char* kBadRequest = "HTTP/1.1 400 Bad Request";

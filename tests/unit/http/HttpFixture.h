@@ -44,8 +44,12 @@ inline std::uint16_t local_port(int socket) {
 // Borrows: the loop of the server it talks to; it is turned while the client waits.
 class RawHttpClient {
   public:
-    RawHttpClient(event_base* loop, std::uint16_t port)
+    // `from` is the client's own address.
+    RawHttpClient(event_base* loop, std::uint16_t port, const char* from = "127.0.0.1")
         : m_loop(loop), m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in own = loopback_address(0);
+        inet_pton(AF_INET, from, &own.sin_addr);
+        ::bind(m_socket.get(), reinterpret_cast<const sockaddr*>(&own), sizeof(own));
         const sockaddr_in address = loopback_address(port);
         if (::connect(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
             ADD_FAILURE() << "no connection to port " << port;
@@ -67,6 +71,14 @@ class RawHttpClient {
                               return bytes.empty() || m_closed;
                           }) &&
                bytes.empty();
+    }
+
+    // Sends without turning the loop.
+    void sendOnce(std::string_view bytes) {
+        if (::send(m_socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) !=
+            static_cast<ssize_t>(bytes.size())) {
+            ADD_FAILURE() << "not all could be sent at once";
+        }
     }
 
     // The next whole answer, headers and body; what has come so far if it stays incomplete.
@@ -109,6 +121,12 @@ class RawHttpClient {
     }
 
     void close() { m_socket.reset(); }
+    void reset() {
+        const linger atOnce{1, 0};
+        setsockopt(m_socket.get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+        m_socket.reset();
+    }
+    void endSending() { shutdown(m_socket.get(), SHUT_WR); }
     [[nodiscard]] std::uint16_t port() const { return local_port(m_socket.get()); }
 
   private:

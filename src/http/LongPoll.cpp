@@ -1,0 +1,85 @@
+#include "src/http/LongPoll.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <event2/buffer.h>
+#include <event2/bufferevent.h>
+#include <event2/bufferevent_struct.h>
+#include <event2/event.h>
+#include <event2/http.h>
+
+namespace {
+
+constexpr size_t kMaxWaitingInput = 65536;
+constexpr int kProbeAfterSeconds = 60;
+constexpr int kProbeIntervalSeconds = 10;
+constexpr int kProbes = 6;
+
+// Null stands for "no time limit" in the library's setter, zero in its structure.
+const timeval* limitOrNone(const timeval& limit) {
+    return timerisset(&limit) ? &limit : nullptr;
+}
+
+// A client that vanished without a word, with its network or its power, keeps its descriptor here for ever otherwise:
+// this server never sends to a waiting client.
+void probePeer(evutil_socket_t fd) {
+    const int on = 1;
+    setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &kProbeAfterSeconds, sizeof kProbeAfterSeconds);
+    setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &kProbeIntervalSeconds, sizeof kProbeIntervalSeconds);
+    setsockopt(fd, IPPROTO_TCP, TCP_KEEPCNT, &kProbes, sizeof kProbes);
+}
+
+// Treats the flood as the end of the connection. A limit on reading alone would hide the real end behind what has
+// not been read. Inside the buffer's callback the connection cannot be freed: the loop does it.
+void onInput(evbuffer* input, const evbuffer_cb_info*, void* stream) {
+    if (evbuffer_get_length(input) > kMaxWaitingInput) {
+        bufferevent_trigger_event(static_cast<bufferevent*>(stream), BEV_EVENT_READING | BEV_EVENT_EOF,
+                                  BEV_TRIG_DEFER_CALLBACKS);
+    }
+}
+
+}  // namespace
+
+LongPoll::LongPoll(evhttp_request* req, ClosedCb closed, void* arg)
+    : m_connection(evhttp_request_get_connection(req)),
+      m_stream(evhttp_connection_get_bufferevent(m_connection)) {
+    watchCallbacks();
+    watchTimeouts();
+    watchInput();
+    evhttp_connection_set_closecb(m_connection, closed, arg);
+    bufferevent_enable(m_stream, EV_READ);
+}
+
+LongPoll::~LongPoll() {
+    if (m_inputWatch != nullptr) {
+        evbuffer_remove_cb_entry(bufferevent_get_input(m_stream), m_inputWatch);
+    }
+}
+
+// The library's own reader ends the process when a byte arrives now; without one the byte stays in the buffer, for
+// the connection's next request.
+void LongPoll::watchCallbacks() {
+    bufferevent_getcb(m_stream, &m_readCb, &m_writeCb, &m_eventCb, &m_cbArg);
+    bufferevent_setcb(m_stream, nullptr, m_writeCb, m_eventCb, m_cbArg);
+}
+
+void LongPoll::watchTimeouts() {
+    m_readTimeout = m_stream->timeout_read;
+    m_writeTimeout = m_stream->timeout_write;
+    bufferevent_set_timeouts(m_stream, nullptr, limitOrNone(m_writeTimeout));
+    probePeer(bufferevent_getfd(m_stream));
+}
+
+void LongPoll::watchInput() {
+    m_inputWatch = evbuffer_add_cb(bufferevent_get_input(m_stream), onInput, m_stream);
+}
+
+void LongPoll::resume() {
+    evhttp_connection_set_closecb(m_connection, nullptr, nullptr);
+    bufferevent_disable(m_stream, EV_READ);
+    bufferevent_setcb(m_stream, m_readCb, m_writeCb, m_eventCb, m_cbArg);
+    bufferevent_set_timeouts(m_stream, limitOrNone(m_readTimeout), limitOrNone(m_writeTimeout));
+}
