@@ -12,10 +12,12 @@
 #include "runtime/logging.h"
 #include "runtime/px.h"
 #include "src/base/assertion.h"
+#include "src/example/ExampleApiController.h"
 #include "src/frame/ApiEventServer.h"
 #include "src/frame/RPCTransportListener.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabDispatcher.h"
+#include "src/http/PushDataHelper.h"
 #include "src/rest/BaseApiController.h"
 #include "src/rpc/NotificationManager.h"
 #include "src/rpc/RPCServer.h"
@@ -82,7 +84,10 @@ int Backend::onRun() {
     createEventLoop();
     connectBus();
     m_notificationManager = new NotificationManager();
+    addController(new ExampleApiController(m_cbusConnection, m_notificationManager, m_fdl));
     addController(new SystemApiController(m_cbusConnection, m_notificationManager, m_fdl));
+    // The only worker thread; the bus and the controllers are there before it.
+    PushDataHelper::getInstance()->start();
     startRpcServer();
 
     m_server->setInstanceId(static_cast<unsigned long>(random()));

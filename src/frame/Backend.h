@@ -14,7 +14,8 @@ struct _fdloop_t;
 // every subsystem to the one event loop and serves until that loop ends.
 // Owns:    the HTTP server and the bus connection. Controllers, the notification manager, the RPC server and what
 //          belongs to it live until the process exits.
-// Threads: the main thread's loop serves HTTP, JSON-RPC, the bus and the configuration client.
+// Threads: the main thread's loop serves HTTP, JSON-RPC, the bus and the configuration client; the push-data thread
+//          that onRun() starts reaches it by HTTP alone.
 // Errors:  a missing configuration, bus or HTTP server is a failed assertion: the daemon does not start without.
 class Backend : public utilities::Daemon {
   public:

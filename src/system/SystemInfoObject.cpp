@@ -3,8 +3,8 @@
 #include "config_client/config_client_api.h"
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/rest/resource_json.h"
 #include "src/system/SystemOemSnmpObject.h"
-#include "src/system/resource_json.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include "src/base/assertion.h"
 #include "src/base/json_helpers.h"
 #include "src/rest/CjsonValidate.h"
-#include "src/system/config_entry.h"
-#include "src/system/resource_json.h"
+#include "src/rest/config_entry.h"
+#include "src/rest/resource_json.h"
 
 namespace {
 

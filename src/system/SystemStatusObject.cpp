@@ -11,8 +11,8 @@
 #include "runtime/px_console.h"
 #include "runtime/px_time.h"
 #include "src/base/assertion.h"
-#include "src/system/config_entry.h"
-#include "src/system/resource_json.h"
+#include "src/rest/config_entry.h"
+#include "src/rest/resource_json.h"
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include <sys/time.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <cstring>
 
 RpcClient::RpcClient(const std::string& socket_path)
@@ -37,6 +38,18 @@ JsonPtr RpcClient::receive() {
         }
         m_received.append(buffer, static_cast<size_t>(n));
     }
+}
+
+bool RpcClient::skip(size_t bytes) {
+    char buffer[16384];
+    while (bytes > 0) {
+        const ssize_t n = recv(m_socket.get(), buffer, std::min(bytes, sizeof buffer), 0);
+        if (n <= 0) {
+            return false;
+        }
+        bytes -= static_cast<size_t>(n);
+    }
+    return true;
 }
 
 JsonPtr RpcClient::call(const std::string& method, const std::string& params, int id) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "runtime/c_owner.h"
@@ -15,6 +16,8 @@ class RpcClient {
     void send(const std::string& text);
     // The next whole message, a response or a notification; null at the end of the connection.
     JsonPtr receive();
+    // Reads that many bytes and throws them away; false at the end of the connection.
+    bool skip(size_t bytes);
     // One call of a method with these params (JSON text): the whole response.
     JsonPtr call(const std::string& method, const std::string& params, int id = 1);
 

@@ -33,7 +33,7 @@ int free_port() {
 
 RunningUnit::RunningUnit() : m_directory(make_directory()), m_port(free_port()) {
     m_bus_address = "unix*" + m_directory.filename().string();
-    writeAccessMap(R"json({"/system(/|$)": {"GET": 0, "PUT": 0, "POST": 0, "DELETE": 0}})json");
+    writeAccessMap(R"json({"/(example|system)(/|$)": {"GET": 0, "PUT": 0, "POST": 0, "DELETE": 0}})json");
     writeConfiguration(R"({"hab.path": "", "hab.log.level": 7, "hab.http.port": )" + std::to_string(m_port) +
                        "}");
 }

@@ -1,4 +1,4 @@
-#include "src/system/config_entry.h"
+#include "src/rest/config_entry.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "src/system/resource_json.h"
+#include "src/rest/resource_json.h"
 
 #include "src/http/HabRequest.h"
 

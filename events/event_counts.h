@@ -1,0 +1,11 @@
+#pragma once
+
+// event_counts: how many records the one EventManager's store holds, by state and severity (event_wire.h).
+
+// The severity equal, or with `invert` different.
+[[nodiscard]] unsigned countStoreEvents(int state, int severity, bool invert);
+
+// ON and more than information.
+[[nodiscard]] unsigned numberActiveNonInfoEvents();
+// ON and ERROR; FATAL is not among them.
+[[nodiscard]] unsigned numberActiveErrorEvents();
