@@ -1,4 +1,5 @@
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,10 +10,12 @@
 #include <thread>
 
 #include "HttpLoad.h"
+#include "RpcLoad.h"
 #include "RunningUnit.h"
 #include "cbus/cbus.h"
 #include "comparison.h"
 #include "config_client/config_client_api.h"
+#include "fan_out.h"
 #include "floors.h"
 #include "pinned.h"
 
@@ -25,7 +28,16 @@ constexpr int kRoundTrips = 20000;
 constexpr size_t kBusMessageBytes = 64;
 constexpr const char* kBusKey = "cfg.sysconf.serial_number";
 
+// A thousand subscribers take as many descriptors, here and in the daemon, which inherits the limit.
+void raise_descriptor_limit() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 void start_pinned(RunningUnit& unit) {
+    raise_descriptor_limit();
     unit.writeConfiguration(R"({"hab.path": "", "hab.log.level": 5, "hab.http.port": )" +
                             std::to_string(unit.port()) + "}");
     unit.start();
@@ -40,6 +52,11 @@ void await_server(int port) {
     }
 }
 
+void end_floor(pid_t floor) {
+    kill(floor, SIGKILL);
+    waitpid(floor, nullptr, 0);
+}
+
 void compare_http(const RunningUnit& unit) {
     const HttpResponse info = HttpClient(unit.port()).request("GET", "/system/info");
     const int floor_port = free_port();
@@ -50,8 +67,24 @@ void compare_http(const RunningUnit& unit) {
     comparison_print({"GET /system/info, keep-alive", "requests/s", "at least 0.70",
                       [&] { return load.run(kSecondsPerRound); },
                       [&] { return floor_load.run(kSecondsPerRound); }});
-    kill(floor, SIGKILL);
-    waitpid(floor, nullptr, 0);
+    end_floor(floor);
+}
+
+void compare_rpc(RunningUnit& unit) {
+    const HttpResponse info = HttpClient(unit.port()).request("GET", "/system/info");
+    const std::string path = unit.directory() / "floor";
+    const pid_t floor = floor_rpc_start(path, info.body.c_str());
+    while (!RpcClient(path).connected()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    const std::string call =
+        R"({"jsonrpc": "2.0", "method": "read", "params": {"path": "/system/info"}, "id": 1})";
+    RpcLoad load(unit.rpcSocket(), call);
+    RpcLoad floor_load(path, call);
+    comparison_print({"JSON-RPC read /system/info", "calls/s", "at least 0.60",
+                      [&] { return load.run(kSecondsPerRound); },
+                      [&] { return floor_load.run(kSecondsPerRound); }});
+    end_floor(floor);
 }
 
 template <class Call>
@@ -72,7 +105,8 @@ void read_one_key() {
     }
 }
 
-void compare_bus(const RunningUnit& unit) {
+// Both of these speak to the database over the bus.
+void compare_bus(RunningUnit& unit) {
     setenv("CBUS_ADDR", unit.busAddress().c_str(), 1);
     _cbus_conn_t* connection = cbus_conn_create(nullptr, "bench");
     config_init_cbus(connection, nullptr);
@@ -80,6 +114,7 @@ void compare_bus(const RunningUnit& unit) {
     comparison_print({"configuration read, cbusd and configd", "us/read", "at most 1.50",
                       [] { return microseconds_per_call(read_one_key); },
                       [&] { return microseconds_per_call([&] { relay.roundTrip(kBusMessageBytes); }); }});
+    fan_out_print(unit);
     cbus_conn_destroy(connection);
 }
 
@@ -90,6 +125,7 @@ int main() {
     start_pinned(unit);
     pin_process(0, kAskingCpu);
     compare_http(unit);
+    compare_rpc(unit);
     compare_bus(unit);
     return 0;
 }

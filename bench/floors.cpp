@@ -1,13 +1,17 @@
 #include "floors.h"
 
+#include <event2/bufferevent.h>
 #include <event2/http.h>
+#include <event2/listener.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 
 #include "pinned.h"
 #include "src/base/owners.h"
@@ -46,6 +50,46 @@ void answer_with_json(evhttp_request* request, void* json) {
     _exit(0);
 }
 
+void answer_call(bufferevent* connection, void* json) {
+    evbuffer* input = bufferevent_get_input(connection);
+    const size_t length = evbuffer_get_length(input);
+    const JsonPtr call(
+        cJSON_ParseWithLength(reinterpret_cast<const char*>(evbuffer_pullup(input, -1)), length));
+    evbuffer_drain(input, length);
+    const JsonPtr answer(cJSON_CreateObject());
+    cJSON_AddStringToObject(answer.get(), "jsonrpc", "2.0");
+    cJSON* result = cJSON_AddObjectToObject(answer.get(), "result");
+    cJSON_AddNumberToObject(result, "code", 200);
+    cJSON_AddItemReferenceToObject(result, "data", static_cast<cJSON*>(json));
+    cJSON_AddItemReferenceToObject(answer.get(), "id", cJSON_GetObjectItemCaseSensitive(call.get(), "id"));
+    const JsonText text(cJSON_Print(answer.get()));
+    bufferevent_write(connection, text.get(), std::strlen(text.get()));
+}
+
+void accept_caller(evconnlistener* listener, evutil_socket_t fd, sockaddr*, int, void* json) {
+    bufferevent* connection =
+        bufferevent_socket_new(evconnlistener_get_base(listener), fd, BEV_OPT_CLOSE_ON_FREE);
+    // It lives as long as this process.
+    bufferevent_setcb(connection, answer_call, nullptr, nullptr, json);
+    bufferevent_enable(connection, EV_READ | EV_WRITE);
+}
+
+[[noreturn]] void serve_rpc(const std::string& path, const char* json) {
+    const EventBasePtr base(event_base_new());
+    const JsonPtr object(cJSON_Parse(json));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const COwned<evconnlistener, evconnlistener_free> listener(
+        evconnlistener_new_bind(base.get(), accept_caller, object.get(), LEV_OPT_CLOSE_ON_FREE, -1,
+                                reinterpret_cast<sockaddr*>(&address), sizeof address));
+    if (listener == nullptr) {
+        _exit(1);
+    }
+    event_base_dispatch(base.get());
+    _exit(0);
+}
+
 void pass_on(int from, int to) {
     char message[kMessageBytes];
     const ssize_t n = read(from, message, sizeof message);
@@ -60,6 +104,14 @@ pid_t floor_http_start(int port, const char* json) {
     const pid_t pid = fork_pinned(kServingCpu);
     if (pid == 0) {
         serve_http(port, json);
+    }
+    return pid;
+}
+
+pid_t floor_rpc_start(const std::string& path, const char* json) {
+    const pid_t pid = fork_pinned(kServingCpu);
+    if (pid == 0) {
+        serve_rpc(path, json);
     }
     return pid;
 }

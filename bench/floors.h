@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <string>
 
 #include "runtime/c_owner.h"
 
@@ -11,6 +12,10 @@
 // A bare evhttp server that prints `json` (an object's text) anew for every request. Returns its process id; the
 // port is the one given.
 pid_t floor_http_start(int port, const char* json);
+
+// A bare server on a Unix socket that parses each JSON-RPC call and prints anew the answer whose data is `json`.
+// Returns its process id; the socket file is the caller's.
+pid_t floor_rpc_start(const std::string& path, const char* json);
 
 // A relay and a server behind it on Unix sockets, each reading and writing whole messages with one call.
 class RawRelay {

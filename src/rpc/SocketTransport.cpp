@@ -190,12 +190,25 @@ void SocketTransport::sendData(const char* text) {
         return;
     }
     evbuffer* output = bufferevent_get_output(m_connection.get());
-    const size_t length = std::strlen(text);
-    if (evbuffer_get_length(output) + length > kMaxWaitingBytes) {
+    std::string_view rest(text);
+    if (evbuffer_get_length(output) + rest.size() > kMaxWaitingBytes) {
         closeSoon("it does not read what it is sent");
         return;
     }
-    evbuffer_add(output, text, length);
+    if (evbuffer_get_length(output) == 0) {
+        rest.remove_prefix(sendNow(rest));
+    }
+    if (!rest.empty()) {
+        evbuffer_add(output, rest.data(), rest.size());
+    }
+}
+
+// What the socket takes at once, which is nearly always all: the loop's way of sending, by waiting until the socket is
+// ready, is most of what a notification to many costs. Whatever goes wrong here, the loop will meet it as well.
+size_t SocketTransport::sendNow(std::string_view text) {
+    const ssize_t sent =
+        send(bufferevent_getfd(m_connection.get()), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    return sent > 0 ? static_cast<size_t>(sent) : 0;
 }
 
 // On the next loop turn, by the road of any other end: whoever is sending at this moment still walks lists

@@ -55,6 +55,7 @@ class SocketTransport : public RPCTransport {
     static constexpr int kAcceptPauseMs = 500;
 
     void receive(std::string_view text);
+    size_t sendNow(std::string_view text);
     void closeSoon(const char* reason);
     void pauseAccepting();
 
