@@ -70,6 +70,10 @@ int cbus_msg_write(int socket, cbus_header_t header, const char* name, const voi
     }
     header.nlen = static_cast<uint16_t>(name_bytes);
     header.dlen = data != nullptr ? length : 0;
+    // Not a byte of it: the broker would end the connection, and with it everything else that this process does there.
+    if (kCbusHeaderBytes + cbus_body_bytes(header) > kCbusMaxMessageBytes) {
+        return -1;
+    }
     char zeros[4] = {};
     iovec pieces[] = {
         {&header, kCbusHeaderBytes},

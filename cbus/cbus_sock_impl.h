@@ -24,6 +24,6 @@ struct cbus_rx_message_t {
 [[nodiscard]] int cbus_msg_read(int socket, cbus_rx_message_t& message);
 
 // Sends one message with one gathered write; nlen and dlen of `header` are worked out here. 0, or -1 when not
-// all of it was taken. Never raises SIGPIPE.
+// all of it was taken, or nothing because it would be longer than the broker allows. Never raises SIGPIPE.
 [[nodiscard]] int cbus_msg_write(int socket, cbus_header_t header, const char* name, const void* data,
                                  uint32_t length);

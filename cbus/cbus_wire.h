@@ -24,6 +24,8 @@ struct cbus_header_t {
 static_assert(sizeof(cbus_header_t) == 12, "the header has no gaps on the wire");
 
 constexpr size_t kCbusHeaderBytes = sizeof(cbus_header_t);
+// Of a whole message; the broker disconnects who sends a longer one.
+constexpr size_t kCbusMaxMessageBytes = size_t{8} << 20;
 
 constexpr size_t cbus_pad4(size_t n) {
     return (n + 3) & ~size_t{3};

@@ -25,7 +25,8 @@ struct ChangeEntry {
 
 // In the order of registration. Entries are shared with a dispatch that is under way, which passes over those that
 // were deregistered meanwhile.
-std::vector<std::shared_ptr<ChangeEntry>> change_table;
+// Never destroyed: a signal may end the process in the middle of anything, an allocation included.
+std::vector<std::shared_ptr<ChangeEntry>>& change_table = *new std::vector<std::shared_ptr<ChangeEntry>>;
 
 struct ChangedKey {
     uint32_t type;

@@ -25,6 +25,9 @@ constexpr int CONFIG_NO_VALUE = -5;
 constexpr int CONFIG_MISMATCH = -6;  // of type or size
 constexpr int CONFIG_TRUNCATED = -7;
 
+// Of one value; the database refuses a longer one.
+constexpr uint32_t kConfigMaxValueBytes = uint32_t{1} << 20;
+
 // One key of a vector operation, and one changed key in a callback.
 struct config_data_t {
     uint32_t type;

@@ -24,7 +24,8 @@ struct Validator {
     void* context;
 };
 
-std::vector<Validator> validator_table;
+// Never destroyed: a signal may end the process in the middle of anything, an allocation included.
+std::vector<Validator>& validator_table = *new std::vector<Validator>;
 
 const Validator& validator_of(const char* message_name) {
     char name[100];

@@ -16,7 +16,8 @@ const char* text_at(const char* const (&texts)[Count], uint32_t index) {
 }  // namespace
 
 const EventRecord::Text& EventRecord::defaultText() {
-    static const Text text = std::make_shared<const std::string>("No user text");
+    // Never destroyed: a signal may end the process in the middle of anything, an allocation included.
+    static const Text& text = *new Text(std::make_shared<const std::string>("No user text"));
     return text;
 }
 

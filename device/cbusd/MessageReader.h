@@ -23,7 +23,7 @@ struct BusMessage {
 class MessageReader {
   public:
     enum class Result { kMessage, kIncomplete, kMalformed };
-    static constexpr size_t kMaxMessageBytes = size_t{8} << 20;
+    static constexpr size_t kMaxMessageBytes = kCbusMaxMessageBytes;
 
     // Never empty. Messages from before become invalid.
     [[nodiscard]] std::span<char> room();

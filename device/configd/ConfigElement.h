@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "config_client/config_client_api.h"
+
 // What the database holds and what moves through it.
 
 struct ConfigValue {
@@ -28,7 +30,7 @@ enum class KeyTree {
 };
 
 constexpr size_t kMaxKeyBytes = 255;
-constexpr size_t kMaxValueBytes = size_t{1} << 20;
+constexpr size_t kMaxValueBytes = kConfigMaxValueBytes;
 
 [[nodiscard]] KeyTree config_key_tree(std::string_view key);
 

@@ -82,7 +82,7 @@ void TestDynamicCollection::applyKey(const config_data_t& data, Changes& changes
     const auto key = test_entry_parse_key(kCollectionKey, data.key);
     const auto number = key ? number_of(key->id) : std::nullopt;
     // A key with further levels belongs to no entry: neither reading nor deleting the entries reaches it.
-    if (!number || key->attribute.find('.') != std::string::npos) {
+    if (!number || key->hasFurtherLevels) {
         logger_function(7, kModule, "NOT Relevant data");
         return;
     }
@@ -155,7 +155,7 @@ void TestDynamicCollection::updateEntryOperation(const char* entry, HabRequest* 
 
 void TestDynamicCollection::deleteEntryOperation(const char* entry, HabRequest* request) {
     logger_function(7, kModule, "deleteEntryOperation id %s", entry);
-    // The id becomes a part of a pattern: only that of an entry may, never a "*" from outside.
+    // The id becomes a part of a pattern: only that of an entry may.
     if (!isEntry(entry)) {
         request->replyFinish(StatusCode::kNotFound);
         return;

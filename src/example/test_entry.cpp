@@ -43,7 +43,9 @@ std::optional<TestEntryKey> test_entry_parse_key(const char* collection_key, con
     if (dot == std::string_view::npos || dot == 0 || dot > kMaxName || dot + 1 == rest.size()) {
         return std::nullopt;
     }
-    return TestEntryKey{std::string(rest.substr(0, dot)), std::string(rest.substr(dot + 1, kMaxName))};
+    const std::string_view attribute = rest.substr(dot + 1);
+    return TestEntryKey{std::string(rest.substr(0, dot)), std::string(attribute.substr(0, kMaxName)),
+                        attribute.find('.') != std::string_view::npos};
 }
 
 JsonPtr test_entry_create(JsonPtr id) {

@@ -16,6 +16,7 @@ struct config_data_t;
 struct TestEntryKey {
     std::string id;
     std::string attribute;  // all that stands behind the id, cut to 20 characters
+    bool hasFurtherLevels;  // there is a dot in what stands behind the id
 };
 
 // Nothing for a key of another form, or with an id of more than 20 characters.

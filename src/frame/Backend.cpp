@@ -1,7 +1,5 @@
 #include "src/frame/Backend.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -15,6 +13,7 @@
 #include "src/example/ExampleApiController.h"
 #include "src/frame/ApiEventServer.h"
 #include "src/frame/RPCTransportListener.h"
+#include "src/frame/rpc_socket_path.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabDispatcher.h"
 #include "src/http/PushDataHelper.h"
@@ -33,15 +32,6 @@ namespace {
 constexpr const char* kModule = "src/web_app";
 constexpr const char* kOnRun = "virtual void Backend::onRun()";
 constexpr unsigned kAllMethods = 15;
-
-// Tests, and units that do not run as root, have no right to /var/run.
-void rpc_socket_path(char (&path)[100]) {
-    if (getenv("MRV_JSON_RPC_TEST") != nullptr) {
-        std::snprintf(path, sizeof path, "/tmp/mrv_json_rpc_%u", getuid());
-    } else {
-        std::snprintf(path, sizeof path, "/var/run/ORVALE_API");
-    }
-}
 
 // The lower-case and the capitalised name of an operation share one object.
 void register_methods(RPCServer& server, NotificationManager* notifications) {
@@ -117,10 +107,13 @@ void Backend::addController(BaseApiController* controller) {
 void Backend::startRpcServer() {
     RPCserver = new RPCServer();
     auto* transport = new SocketTransport(RPCserver, m_server->getEventbase());
-    char path[100];
+    char path[kRpcSocketPathSize];
     rpc_socket_path(path);
     logger_function(6, kModule, "Listening on socket '%s'", path);
-    transport->listen(path);
+    if (!transport->listen(path)) {
+        // Browsers are served without it, so the daemon goes on.
+        logger_function(3, kModule, "No JSON-RPC: cannot listen on '%s'", path);
+    }
     RPCserver->registerTransportLisetner(new RPCTransportListener(m_notificationManager));
     register_methods(*RPCserver, m_notificationManager);
 }

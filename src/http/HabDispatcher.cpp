@@ -163,8 +163,11 @@ bool isAuthorized(HabRequest& request, const HabHandlerListEntry& entry, const s
 
 }  // namespace
 
-std::list<std::unique_ptr<HabHandlerListEntry>> HabDispatcher::m_handlers;
-std::unique_ptr<HabDispatcher::TimerEntry> HabDispatcher::timerList;
+// Never destroyed, as no other table of this program: a signal may end the process in the middle of anything, an
+// allocation included.
+std::list<std::unique_ptr<HabHandlerListEntry>>& HabDispatcher::m_handlers =
+    *new std::list<std::unique_ptr<HabHandlerListEntry>>;
+std::unique_ptr<HabDispatcher::TimerEntry>& HabDispatcher::timerList = *new std::unique_ptr<TimerEntry>;
 int HabDispatcher::registeredHandlers = 0;
 
 HabHandlerListEntry::~HabHandlerListEntry() {

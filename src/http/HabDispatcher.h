@@ -81,7 +81,7 @@ class HabDispatcher {
         std::unique_ptr<TimerEntry> next;
     };
 
-    static std::list<std::unique_ptr<HabHandlerListEntry>> m_handlers;
-    static std::unique_ptr<TimerEntry> timerList;
+    static std::list<std::unique_ptr<HabHandlerListEntry>>& m_handlers;
+    static std::unique_ptr<TimerEntry>& timerList;
     static int registeredHandlers;
 };

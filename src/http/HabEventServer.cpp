@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +16,7 @@
 
 #include <event2/event_compat.h>
 #include <event2/http.h>
+#include <event2/listener.h>
 #include <event2/thread.h>
 
 #include "runtime/logging.h"
@@ -36,6 +38,7 @@ constexpr long kMaxBodyBytes = 16L * 1024 * 1024;
 constexpr int kTimeoutSeconds = 60;
 constexpr long kMaxIncompleteMs = 60 * 1000;
 constexpr timeval kSweepInterval = {1, 0};
+constexpr timeval kAcceptPause = {0, 500000};
 
 #define HAB_ASSERT(condition, expression) ORVALE_ASSERT(condition, expression, kSource, __PRETTY_FUNCTION__)
 
@@ -81,6 +84,20 @@ int portOf(int listener) {
 
 void onGone(evhttp_request* req, void* arg) {
     static_cast<HabEventServer*>(arg)->request_gone(req);
+}
+
+void onAcceptAgain(evutil_socket_t, short, void* listener) {
+    evconnlistener_enable(static_cast<evconnlistener*>(listener));
+}
+
+// Out of descriptors, mostly. The client that waits to be accepted keeps the listener readable: without a pause the
+// loop would spin, and fill the log, until somebody else leaves. The loop does not turn between the end of the
+// listener and its own, so that the second call never comes too late.
+void onAcceptError(evconnlistener* listener, void*) {
+    logger_function(3, kSource, "Cannot accept a connection: %s", std::strerror(errno));
+    evconnlistener_disable(listener);
+    event_base_once(evconnlistener_get_base(listener), -1, EV_TIMEOUT, onAcceptAgain, listener,
+                    &kAcceptPause);
 }
 
 void onSweep(evutil_socket_t, short, void* arg) {
@@ -151,9 +168,12 @@ bool HabEventServer::startHttp() {
         complainForEver();
     }
     m_http.reset(evhttp_new(m_evbase.get()));
-    if (!m_http || evhttp_accept_socket(m_http.get(), listener.get()) != 0) {
+    evhttp_bound_socket* bound =
+        m_http ? evhttp_accept_socket_with_handle(m_http.get(), listener.get()) : nullptr;
+    if (bound == nullptr) {
         return false;
     }
+    evconnlistener_set_error_cb(evhttp_bound_socket_get_listener(bound), onAcceptError);
     m_boundPort = portOf(listener.release());
     evhttp_set_max_headers_size(m_http.get(), kMaxHeaderBytes);
     evhttp_set_max_body_size(m_http.get(), kMaxBodyBytes);

@@ -55,16 +55,16 @@ class HabHandler : public HabTimer {
 
     static void dump_json(const cJSON* item, int indent);
 
-    static ValidChars decimalString;
-    static ValidChars hexString;
-    static ValidChars octalString;
-    static ValidChars binaryString;
-    static ValidType validString;
-    static ValidType validBoolean;
-    static ValidType validInteger;
-    static ValidType validFloat;
+    static ValidChars& decimalString;
+    static ValidChars& hexString;
+    static ValidChars& octalString;
+    static ValidChars& binaryString;
+    static ValidType& validString;
+    static ValidType& validBoolean;
+    static ValidType& validInteger;
+    static ValidType& validFloat;
     // Its message is empty on purpose: a member that fails it is dropped without an error.
-    static MinLength ignoreEmpty;
+    static MinLength& ignoreEmpty;
 
   protected:
     bool m_streaming = false;

@@ -64,7 +64,8 @@ utilities::DateTime time_member(const cJSON* json, const char* key) {
 
 }  // namespace
 
-HabSessionImpl::SessionMap HabSessionImpl::m_sessionMap;
+// Never destroyed: a signal may end the process in the middle of anything, an allocation included.
+HabSessionImpl::SessionMap& HabSessionImpl::m_sessionMap = *new SessionMap;
 pthread_mutex_t HabSessionImpl::m_sessionMapLock = PTHREAD_MUTEX_INITIALIZER;
 unsigned int HabSessionImpl::m_nextNumberId = 1;
 HabSessionImpl::Clock HabSessionImpl::m_clock = monotonic_now;

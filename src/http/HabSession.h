@@ -87,7 +87,7 @@ class HabSessionImpl : public HabSession {
     static HabSessionImpl* findLive(const char* id);
     static HabSessionImpl* create(HabRequest* request);
 
-    static SessionMap m_sessionMap;
+    static SessionMap& m_sessionMap;
     static pthread_mutex_t m_sessionMapLock;
     static unsigned int m_nextNumberId;
     static Clock m_clock;

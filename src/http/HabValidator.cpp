@@ -7,16 +7,20 @@
 
 #include <cjson/cJSON.h>
 
-HabHandler::ValidChars HabHandler::decimalString("0123456789", "Must be a decimal number");
-HabHandler::ValidChars HabHandler::hexString("0123456789ABCDEFabcdef", "Must be a hexi-decimal number");
-HabHandler::ValidChars HabHandler::octalString("01234567", "Must be an octal number");
-HabHandler::ValidChars HabHandler::binaryString("01", "Must be a binary number");
-HabHandler::ValidType HabHandler::validString(ValidType::Type::kString, "Value must be a valid string");
-HabHandler::ValidType HabHandler::validBoolean(ValidType::Type::kBoolean, "Value must be a valid boolean");
-HabHandler::ValidType HabHandler::validInteger(ValidType::Type::kInteger, "Value must be a valid Integer");
-HabHandler::ValidType HabHandler::validFloat(ValidType::Type::kFloat,
-                                             "Value must be a valid floating point number");
-HabHandler::MinLength HabHandler::ignoreEmpty(1, "");
+HabHandler::ValidChars& HabHandler::decimalString = *new ValidChars("0123456789", "Must be a decimal number");
+HabHandler::ValidChars& HabHandler::hexString =
+    *new ValidChars("0123456789ABCDEFabcdef", "Must be a hexi-decimal number");
+HabHandler::ValidChars& HabHandler::octalString = *new ValidChars("01234567", "Must be an octal number");
+HabHandler::ValidChars& HabHandler::binaryString = *new ValidChars("01", "Must be a binary number");
+HabHandler::ValidType& HabHandler::validString =
+    *new ValidType(ValidType::Type::kString, "Value must be a valid string");
+HabHandler::ValidType& HabHandler::validBoolean =
+    *new ValidType(ValidType::Type::kBoolean, "Value must be a valid boolean");
+HabHandler::ValidType& HabHandler::validInteger =
+    *new ValidType(ValidType::Type::kInteger, "Value must be a valid Integer");
+HabHandler::ValidType& HabHandler::validFloat =
+    *new ValidType(ValidType::Type::kFloat, "Value must be a valid floating point number");
+HabHandler::MinLength& HabHandler::ignoreEmpty = *new MinLength(1, "");
 
 bool HabHandler::MinLength::validate(const cJSON* item) {
     const char* text = cJSON_GetStringValue(item);

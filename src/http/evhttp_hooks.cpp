@@ -48,8 +48,10 @@ struct Record {
 
 // No callback runs while the lock is held: each works on the copies that it took.
 std::mutex tablesLock;
-std::unordered_map<const evhttp*, Server> servers;
-std::unordered_map<const evhttp_request*, Record> records;
+// Never destroyed: a signal may end the process in the middle of anything, an allocation included.
+std::unordered_map<const evhttp*, Server>& servers = *new std::unordered_map<const evhttp*, Server>;
+std::unordered_map<const evhttp_request*, Record>& records =
+    *new std::unordered_map<const evhttp_request*, Record>;
 
 bool isRegistered(const evhttp* http) {
     const std::lock_guard guard(tablesLock);

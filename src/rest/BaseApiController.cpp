@@ -19,7 +19,8 @@ const char* text_or_null(const char* text) {
 
 const std::array<const char*, 8> BaseApiController::RES_LEVEL_NAMES = {"main_res", "sub1", "sub2", "sub3",
                                                                        "sub4",     "sub5", "sub6", "sub7"};
-std::list<BaseApiController*> BaseApiController::sm_controllers;
+// Never destroyed: a signal may end the process in the middle of anything, an allocation included.
+std::list<BaseApiController*>& BaseApiController::sm_controllers = *new std::list<BaseApiController*>;
 
 BaseApiController::BaseApiController(_cbus_conn_t* conn, NotificationManager* notificationManager,
                                      _fdloop_t* fdloop, const char* apiPath)

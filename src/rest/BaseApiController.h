@@ -76,7 +76,7 @@ class BaseApiController : public HabController, public ApiControllerInterface {
     void handleSubscriptionListOperation(CRUD operation, HabRequest* request);
 
     static const std::array<const char*, 8> RES_LEVEL_NAMES;
-    static std::list<BaseApiController*> sm_controllers;
+    static std::list<BaseApiController*>& sm_controllers;
 
     BasePathHandler root;
     _cbus_conn_t* m_conn;

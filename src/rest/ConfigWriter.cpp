@@ -1,5 +1,6 @@
 #include "src/rest/ConfigWriter.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -34,6 +35,10 @@ void ConfigWriter::putInt(int* value, const char* format, ...) {
 }
 
 int ConfigWriter::write(WriteCallback* callback) {
+    // The write is a signal: nobody would tell us that the database refused it.
+    if (std::ranges::any_of(m_items, [](const Item& item) { return item.length > kConfigMaxValueBytes; })) {
+        return CONFIG_MISMATCH;
+    }
     std::vector<config_data_t> data(m_items.size());
     for (std::size_t i = 0; i < data.size(); ++i) {
         data[i].type = m_items[i].type;

@@ -26,7 +26,8 @@ class ConfigWriter {
     [[nodiscard]] std::size_t getSize() const { return m_items.size(); }
 
     // Sends the items in the order in which they were put and, when that succeeded, tells the callback (null
-    // for none). Answers the result of config_writev(). The items stay.
+    // for none). Answers the result of config_writev(), or CONFIG_MISMATCH, and nothing is sent, for a value that is
+    // longer than the database takes. The items stay.
     [[nodiscard]] int write(WriteCallback* callback);
 
   private:

@@ -142,6 +142,7 @@ void SubscriptionRules::gatherSubscriptions(SubscriptionMap& records, bool recur
         if (into == nullptr) {
             into = std::make_unique<NotifyMap>();
         }
-        into->emplace(session, &record);  // keeps the subscription nearest to the change
+        // Keeps the subscription nearest to the change. Sessions come in order: the place is mostly behind the last.
+        into->emplace_hint(into->end(), session, &record);
     }
 }

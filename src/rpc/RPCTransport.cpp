@@ -19,7 +19,8 @@ void log_item(const char* format, const cJSON* item) {
 }  // namespace
 
 RPCServer* RPCTransport::m_server = nullptr;
-std::vector<RPCTransport*> RPCTransport::connections;
+// Never destroyed: a signal may end the process in the middle of anything, an allocation included.
+std::vector<RPCTransport*>& RPCTransport::connections = *new std::vector<RPCTransport*>;
 
 RPCCall::~RPCCall() = default;
 

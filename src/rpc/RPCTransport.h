@@ -83,5 +83,5 @@ class RPCTransport {
     std::map<int, std::unique_ptr<RPCCall>> m_pendingCalls;
     std::vector<unsigned int> m_formerSessionNumberIds;
 
-    static std::vector<RPCTransport*> connections;
+    static std::vector<RPCTransport*>& connections;
 };

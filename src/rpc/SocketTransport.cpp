@@ -13,6 +13,7 @@
 
 #include "runtime/logging.h"
 #include "runtime/px_panic.h"
+#include "src/base/json_helpers.h"
 
 namespace {
 
@@ -159,7 +160,7 @@ void SocketTransport::onRead(bufferevent* connection) {
         // Counted from the start of the data, not of the message: behind several messages in one read, bytes of
         // an unfinished last one go as well. It stays so: only one message per read is dependable, and clients
         // wait for its answer before they send the next.
-        drained += end;
+        drained = std::min(length, drained + end);
         start = end;
     }
     if (drained > 0) {
@@ -174,11 +175,11 @@ void SocketTransport::onRead(bufferevent* connection) {
 void SocketTransport::receive(std::string_view text) {
     text = trim_message(text);
     logger_function(7, kModule, "Got message: %.*s\n", static_cast<int>(text.size()), text.data());
-    const JsonPtr message(cJSON_ParseWithLength(text.data(), text.size()));
+    const char* stopped_at = nullptr;
+    const std::string whole(text);
+    const JsonPtr message = json_parse(whole, &stopped_at);
     if (message == nullptr) {
-        // The library points into the text, which has no end of its own.
-        text.remove_prefix(static_cast<size_t>(cJSON_GetErrorPtr() - text.data()));
-        logger_function(3, kModule, "JSON parse error: %.*s\n", static_cast<int>(text.size()), text.data());
+        logger_function(3, kModule, "JSON parse error: %s\n", stopped_at);
         return;
     }
     dataReceived(message.get());
@@ -190,13 +191,14 @@ void SocketTransport::sendData(const char* text) {
         return;
     }
     evbuffer* output = bufferevent_get_output(m_connection.get());
+    const size_t waiting = evbuffer_get_length(output);
     std::string_view rest(text);
-    if (evbuffer_get_length(output) + rest.size() > kMaxWaitingBytes) {
+    if (waiting == 0) {
+        rest.remove_prefix(sendNow(rest));
+    } else if (waiting + rest.size() > kMaxWaitingBytes) {
+        // One text alone may be longer: its reader has had no time to read it.
         closeSoon("it does not read what it is sent");
         return;
-    }
-    if (evbuffer_get_length(output) == 0) {
-        rest.remove_prefix(sendNow(rest));
     }
     if (!rest.empty()) {
         evbuffer_add(output, rest.data(), rest.size());

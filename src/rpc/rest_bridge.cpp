@@ -1,5 +1,7 @@
 #include "src/rpc/rest_bridge.h"
 
+#include <cstring>
+
 #include "src/base/owners.h"
 #include "src/http/HabDispatcher.h"
 #include "src/http/HabSession.h"
@@ -11,6 +13,9 @@
 RPCTransport* RestMethod::client = nullptr;
 
 namespace {
+
+// As much as a request over HTTP has for its headers: longer paths lead nowhere, and looking for one would take long.
+constexpr std::size_t kMaxPathBytes = 65536;
 
 void bind_session(const RPCRequest& request, RPCTransport* transport, NotificationManager* notifications) {
     const HabSession* session = request.getSession();
@@ -62,7 +67,11 @@ cJSON* bridgeRESTCall(const char* method, cJSON* params, bool& isResult, RPCTran
         return nullptr;
     }
     RPCRequest request(method, path->valuestring, params, transport);
-    dispatch(request, transport, notificationManager);
+    if (std::strlen(path->valuestring) > kMaxPathBytes) {
+        request.replyFinish(StatusCode::kBadRequest);
+    } else {
+        dispatch(request, transport, notificationManager);
+    }
     return result_object(request, path->valuestring, isResult).release();
 }
 

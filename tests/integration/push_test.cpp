@@ -1,9 +1,11 @@
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <list>
 #include <sstream>
 #include <thread>
 
@@ -136,6 +138,23 @@ TEST_F(Push, AWaitingClientThatSentAByteCostsNoProcessorTime) {
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
 
     EXPECT_LT(UsedMs() - used, 250);
+}
+
+TEST_F(Push, WaitingClientsThatTakeAllDescriptorsKeepNobodyOutForLong) {
+    const rlimit few{static_cast<rlim_t>(SettledDescriptors() + 5), 20000};
+    ASSERT_EQ(prlimit(m_unit.daemon().pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+    std::list<HttpClient> waiting;
+    for (int i = 0; i < 20; ++i) {
+        waiting.push_back(m_unit.http());
+        waiting.back().send("GET /activity?channel=a HTTP/1.1\r\nHost: x\r\n\r\n");
+    }
+    const long used = UsedMs();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+    EXPECT_LT(UsedMs() - used, 500);
+
+    waiting.clear();
+
+    EXPECT_EQ(m_unit.http().request("GET", "/system/info").status, 200);
 }
 
 TEST_F(Push, AClientThatResetsAmidAPublicationHarmsNobody) {

@@ -67,6 +67,23 @@ TEST_F(BusSocket, RefusesALongerNameAndSendsNothing) {
     EXPECT_EQ(m_peer.ReceiveBytes(1), "");
 }
 
+TEST_F(BusSocket, RefusesAMessageThatTheBrokerWouldNotTakeAndSendsNothing) {
+    EXPECT_EQ(Write(kRequest, "ping", std::string(kCbusMaxMessageBytes - 19, 'd')), -1);
+    m_own.reset();
+
+    EXPECT_EQ(m_peer.ReceiveBytes(1), "");
+}
+
+TEST_F(BusSocket, WritesTheLongestMessage) {
+    const std::string data(kCbusMaxMessageBytes - 20, 'd');
+    std::thread writer([&] { EXPECT_EQ(Write(kRequest, "ping", data), 0); });
+
+    const std::string received = m_peer.ReceiveBytes(kCbusMaxMessageBytes);
+    writer.join();
+
+    EXPECT_EQ(received.size(), kCbusMaxMessageBytes);
+}
+
 TEST_F(BusSocket, WritingToAPeerThatIsGoneFailsWithoutASignal) {
     m_peer.Hang();
 

@@ -49,6 +49,12 @@ TEST(TestEntryParseKey, CutsTheAttributeToTwentyCharacters) {
     EXPECT_EQ(parsed("ram.c.5." + twenty + "b"), "5|" + twenty);
 }
 
+TEST(TestEntryParseKey, SeesFurtherLevelsBehindTheCutAsWell) {
+    EXPECT_FALSE(test_entry_parse_key("ram.c", "ram.c.5.abc")->hasFurtherLevels);
+    EXPECT_TRUE(test_entry_parse_key("ram.c", "ram.c.5.abc.def")->hasFurtherLevels);
+    EXPECT_TRUE(test_entry_parse_key("ram.c", "ram.c.5.abcdefghijklmnopqrstuvwxyz.b")->hasFurtherLevels);
+}
+
 TEST(TestEntryParseKey, PassesNoBlanks) {
     EXPECT_EQ(parsed("ram.c. 5. abc "), " 5| abc ");
 }

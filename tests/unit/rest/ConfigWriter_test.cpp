@@ -126,3 +126,17 @@ TEST_F(ConfigWriterTest, PassesAFailureOnAndDoesNotTellTheCallback) {
 
     EXPECT_EQ(m_callback.calls, 0);
 }
+
+TEST_F(ConfigWriterTest, SendsNothingWithAValueThatIsTooLongForTheDatabase) {
+    const std::string longer(kConfigMaxValueBytes, 'x');  // without its NUL
+    m_writer.putString("text", "cfg.a");
+    m_writer.putString(longer.c_str(), "cfg.b");
+
+    EXPECT_EQ(m_writer.write(&m_callback), CONFIG_MISMATCH);
+
+    EXPECT_EQ(m_callback.calls, 0);
+    // Messages keep their order: had there been one before this read, it would be known here.
+    int32_t unread = 0;
+    EXPECT_NE(config_read_int("cfg.a", &unread), 0);
+    EXPECT_EQ(m_database.text("cfg.a"), "");
+}

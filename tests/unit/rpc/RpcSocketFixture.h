@@ -48,6 +48,13 @@ class Client {
         }
     }
 
+    // What has come already, without turning the loop.
+    std::string ReceiveNow() {
+        char bytes[4096];
+        const ssize_t n = recv(m_socket.get(), bytes, sizeof bytes, MSG_DONTWAIT);
+        return {bytes, n > 0 ? static_cast<size_t>(n) : 0};
+    }
+
     // The next message that the server sends, without blanks; empty when it has closed.
     std::string Receive() {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);

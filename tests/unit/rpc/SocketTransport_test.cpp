@@ -152,6 +152,15 @@ TEST_F(SocketTransportTest, ReadsAMessageUpToANulByte) {
     EXPECT_EQ(log.countOf("3 src/SocketTransport: JSON parse error: "), 2);
 }
 
+TEST_F(SocketTransportTest, DropsAMessageWithAnEscapedNul) {
+    Client client = Connect();
+
+    client.Send(R"({"jsonrpc": "2.0", "method": "none\u0000", "id": 1})");
+    Turn();
+
+    EXPECT_EQ(log.countOf("3 src/SocketTransport: JSON parse error: \\u0000"), 1);
+}
+
 TEST_F(SocketTransportTest, DropsAMessageThatIsNestedTooDeep) {
     Client client = Connect();
     std::string deep = "{\"a\":";
@@ -224,6 +233,40 @@ TEST_F(SocketTransportTest, KeepsAConnectionThatReadsWhatItIsSent) {
     }
 
     EXPECT_EQ(listener.live().size(), 1U);
+}
+
+TEST_F(SocketTransportTest, SendsATextThatIsLongerThanTheLimitToAClientThatReads) {
+    Client client = Connect();
+    ASSERT_TRUE(UntilConnections(1));
+    const std::string text = "{\"a\":\"" + std::string(SocketTransport::kMaxWaitingBytes + 1, 'x') + "\"}";
+
+    listener.live().front()->sendData(text.c_str());
+
+    EXPECT_EQ(client.Receive().size(), text.size());
+    EXPECT_EQ(listener.live().size(), 1U);
+}
+
+TEST_F(SocketTransportTest, SendsAtOnceWhatTheSocketTakes) {
+    Client client = Connect();
+    ASSERT_TRUE(UntilConnections(1));
+
+    listener.live().front()->sendData("{}");
+
+    EXPECT_EQ(client.ReceiveNow(), "{}");
+}
+
+TEST_F(SocketTransportTest, KeepsTheOrderOfTextsThatTheSocketDoesNotTakeAtOnce) {
+    Client client = Connect();
+    ASSERT_TRUE(UntilConnections(1));
+
+    for (int i = 0; i < 1000; ++i) {
+        const std::string text = "{\"a\":" + std::to_string(i) + ",\"b\":\"" + std::string(1000, 'x') + "\"}";
+        listener.live().front()->sendData(text.c_str());
+    }
+
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_TRUE(client.Receive().starts_with("{\"a\":" + std::to_string(i) + ",")) << i;
+    }
 }
 
 TEST_F(SocketTransportTest, AnswersAClientThatEndsItsSideBehindTheRequest) {

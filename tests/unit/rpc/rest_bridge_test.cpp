@@ -231,6 +231,11 @@ TEST_F(RestBridgeTest, AnswersAnEmptyPathWithNotFound) {
     EXPECT_EQ(Call("read", R"({"path": ""})"), R"({"error":{"code":404,"message":"Not Found"},"id":1})");
 }
 
+TEST_F(RestBridgeTest, RefusesAPathThatIsLongerThanARequestOverHttpMayBe) {
+    EXPECT_EQ(Call("read", "{\"path\": \"/" + std::string(65536, 'a') + "\"}"),
+              R"({"error":{"code":400,"message":"Bad Request"},"id":1})");
+}
+
 TEST_F(RestBridgeTest, GivesAConnectionOneSessionForAllItsCalls) {
     Call("read", R"({"path": "/resource"})");
     const std::string id = transport.getSessionId();

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <cstddef>
+
+// Where local programs find the JSON-RPC server: "/var/run/ORVALE_API", or "/tmp/mrv_json_rpc_UID" when the environment
+// has "MRV_JSON_RPC_TEST", with any value: tests, and units that do not run as root, have no right to /var/run.
+
+inline constexpr std::size_t kRpcSocketPathSize = 100;
+
+void rpc_socket_path(char (&path)[kRpcSocketPathSize]);
