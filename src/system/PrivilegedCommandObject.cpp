@@ -1,0 +1,99 @@
+#include "src/system/PrivilegedCommandObject.h"
+
+#include <cstring>
+#include <utility>
+
+#include "src/rest/CjsonValidate.h"
+#include "src/rest/resource_json.h"
+
+namespace {
+
+constexpr std::size_t kMaxText = 128;
+
+// An absent member leaves the text as it is.
+bool read_text(const cJSON* body, const char* name, std::string& text) {
+    char* value = nullptr;
+    const int result = CjsonValidate::getAttributeString(body, name, &value);
+    if (result == CjsonValidate::kValid) {
+        text = value;
+    }
+    return result != CjsonValidate::kInvalid;
+}
+
+bool read_path(const cJSON* body, const char* name, std::string& path) {
+    std::string text;
+    if (!read_text(body, name, text)) {
+        return false;
+    }
+    // One that is too long counts as not given.
+    if (text.size() <= kMaxText) {
+        path = text;
+    }
+    return true;
+}
+
+bool read_arguments(const cJSON* body, std::vector<std::string>& arguments) {
+    const cJSON* const array = cJSON_GetObjectItemCaseSensitive(body, "arguments");
+    if (array == nullptr) {
+        return true;
+    }
+    if (!cJSON_IsArray(array)) {
+        return false;
+    }
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, array) {
+        const char* const text = cJSON_GetStringValue(item);
+        if (text == nullptr || std::strlen(text) > kMaxText) {
+            return false;
+        }
+        arguments.emplace_back(text);
+    }
+    return true;
+}
+
+JsonPtr json_text(const std::string& text) {
+    return JsonPtr(cJSON_CreateString(text.c_str()));
+}
+
+JsonPtr json_array(const std::vector<std::string>& texts) {
+    JsonPtr array(cJSON_CreateArray());
+    for (const std::string& text : texts) {
+        JsonPtr item = json_text(text);
+        if (cJSON_AddItemToArray(array.get(), item.get()) != 0) {
+            static_cast<void>(item.release());
+        }
+    }
+    return array;
+}
+
+}  // namespace
+
+bool PrivilegedCommandObject::readFrom(const cJSON* body) {
+    return cJSON_GetObjectItemCaseSensitive(body, "command") != nullptr &&
+           read_text(body, "command", command) && read_arguments(body, arguments) &&
+           read_path(body, "stdin", stdin_path) && read_path(body, "stdout", stdout_path) &&
+           read_path(body, "stderr", stderr_path);
+}
+
+// Nothing stands between the arguments, on purpose: clients put a blank in front of an argument that is to be a word of
+// its own, and leave it out to lengthen the one before.
+std::string PrivilegedCommandObject::commandLine() const {
+    std::string line = command + " ";
+    for (const std::string& argument : arguments) {
+        line += argument;
+    }
+    return line;
+}
+
+JsonPtr PrivilegedCommandObject::toJson() const {
+    JsonPtr json(cJSON_CreateObject());
+    resource_json_add(json.get(), "cmd_id", JsonPtr(cJSON_CreateNumber(cmd_id)));
+    resource_json_add(json.get(), "status", json_text(status));
+    resource_json_add(json.get(), "command", json_text(command));
+    resource_json_add(json.get(), "arguments", json_array(arguments));
+    resource_json_add(json.get(), "stdin", json_text(stdin_path));
+    resource_json_add(json.get(), "stdout", json_text(stdout_path));
+    resource_json_add(json.get(), "stderr", json_text(stderr_path));
+    resource_json_add(json.get(), "exitcode", JsonPtr(cJSON_CreateNumber(exitcode)));
+    return json;
+}
