@@ -51,7 +51,8 @@ const char* peerOf(evhttp_request* req) {
 // What a client sent, without line ends that would make log lines of its own.
 std::string printable(const char* text) {
     std::string clean(text);
-    std::ranges::replace_if(clean, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
+    std::ranges::replace_if(
+        clean, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
     return clean;
 }
 
@@ -144,7 +145,8 @@ bool mayPublish(evhttp_request* req) {
 
 }  // namespace
 
-HabEventServer::Waiting::Waiting(evhttp_request* req, std::set<evhttp_request*>* waitsOn, HabEventServer* server)
+HabEventServer::Waiting::Waiting(evhttp_request* req, std::set<evhttp_request*>* waitsOn,
+                                 HabEventServer* server)
     : request(req), channel(waitsOn), poll(req, onClosed, server) {}
 
 void HabEventServer::subscribe_handler(evhttp_request* req) {
@@ -237,7 +239,8 @@ void HabEventServer::logWaiting(const evhttp_connection* closing) const {
         for (evhttp_request* req : requests) {
             // The library has taken the request off a connection that broke.
             const evhttp_connection* own = evhttp_request_get_connection(req);
-            logger_function(7, kSource, "conn addr: %p", static_cast<const void*>(own != nullptr ? own : closing));
+            logger_function(7, kSource, "conn addr: %p",
+                            static_cast<const void*>(own != nullptr ? own : closing));
         }
     }
 }

@@ -210,9 +210,9 @@ TEST_F(PushChannels, KeepNoBodyOfASubscriberThatWaits) {
 
 TEST_F(PushChannels, GiveAPublisherNoHeaderOfAnotherAnswer) {
     Serve([this] {
-        const std::string answer =
-            m_server.connect().exchange("POST /%70ublish?channel=a HTTP/1.1\r\nHost: x\r\n"
-                                        "Content-Type: application/json\r\nContent-Length: 2\r\n\r\n{}");
+        const std::string answer = m_server.connect().exchange(
+            "POST /%70ublish?channel=a HTTP/1.1\r\nHost: x\r\n"
+            "Content-Type: application/json\r\nContent-Length: 2\r\n\r\n{}");
 
         EXPECT_EQ(StatusOf(answer), kOk);
         EXPECT_EQ(CountOf(answer, "Set-Cookie:"), 0);
@@ -689,9 +689,10 @@ TEST_F(PushChannels, LogNoLinesOfAClientsOwn) {
     const CapturedLog log;
     Serve([this] { m_server.connect().exchange(Publication("?channel=a%0a%5Berror%5D&fromId=%0a1", "{}")); });
 
-    EXPECT_TRUE(log.has(
-        "6 src/HabEventServer: Request for /publish, channel=a%0a%5Berror%5D&fromId=%0a1 - channel: a?[error], "
-        "fromId: ?1"));
+    EXPECT_TRUE(
+        log.has("6 src/HabEventServer: Request for /publish, channel=a%0a%5Berror%5D&fromId=%0a1 - channel: "
+                "a?[error], "
+                "fromId: ?1"));
 }
 
 TEST(PushEntryPoints, StopTheProcessWithoutTheirServer) {
