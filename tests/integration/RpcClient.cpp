@@ -1,5 +1,6 @@
 #include "RpcClient.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
@@ -40,6 +41,11 @@ JsonPtr RpcClient::receive() {
     }
 }
 
+bool RpcClient::hasArrived() const {
+    pollfd look{m_socket.get(), POLLIN, 0};
+    return !m_received.empty() || poll(&look, 1, 0) == 1;
+}
+
 bool RpcClient::skip(size_t bytes) {
     char buffer[16384];
     while (bytes > 0) {
@@ -56,4 +62,9 @@ JsonPtr RpcClient::call(const std::string& method, const std::string& params, in
     send(R"({"jsonrpc": "2.0", "method": ")" + method + R"(", "params": )" + params + R"(, "id": )" +
          std::to_string(id) + "}");
     return receive();
+}
+
+bool RpcClient::isClosed(int timeout_ms) const {
+    pollfd look{m_socket.get(), 0, 0};
+    return poll(&look, 1, timeout_ms) == 1 && (look.revents & POLLHUP) != 0;
 }

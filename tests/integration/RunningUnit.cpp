@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <random>
 #include <thread>
 
 #include "gtest/gtest.h"
@@ -20,15 +21,22 @@ std::filesystem::path make_directory() {
 
 }  // namespace
 
+// Below the range from which the system takes the ports of clients: a client that calls such a port before its server
+// listens may be given that very port for itself, connects to itself, and the server finds it in use.
 int free_port() {
-    const UniqueFd probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(probe.get(), reinterpret_cast<sockaddr*>(&address), length);
-    getsockname(probe.get(), reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
+    std::random_device random;
+    std::uniform_int_distribution<int> ports(20000, 32000);
+    for (;;) {
+        const int port = ports(random);
+        const UniqueFd probe(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_ANY);
+        address.sin_port = htons(static_cast<uint16_t>(port));
+        if (bind(probe.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+            return port;
+        }
+    }
 }
 
 RunningUnit::RunningUnit() : m_directory(make_directory()), m_port(free_port()) {

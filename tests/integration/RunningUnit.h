@@ -50,5 +50,5 @@ class RunningUnit {
     std::unique_ptr<Program> m_daemon;
 };
 
-// A TCP port of the loopback that was free a moment ago.
+// A TCP port that was free a moment ago.
 int free_port();

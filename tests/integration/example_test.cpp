@@ -1,99 +1,19 @@
-#include <chrono>
-#include <cstdlib>
-#include <thread>
+#include <csignal>
 
-#include "gtest/gtest.h"
-
-#include "RunningUnit.h"
-#include "cbus/cbus.h"
-#include "config_client/config_client_api.h"
+#include "UnitFixture.h"
 
 namespace {
 
-const std::vector<std::string> kAcceptJson{"Accept: application/json"};
-
-class Example : public testing::Test {
+class Example : public UnitFixture {
   protected:
-    void SetUp() override { m_unit.start(); }
-
-    HttpResponse Request(const std::string& method, const std::string& target,
-                         const std::string& payload = {}) {
-        const std::string body = payload.empty() ? "" : R"({"data": )" + payload + "}";
-        return m_unit.http().request(method, target, body, kAcceptJson);
-    }
-    int Put(const std::string& target, const std::string& payload) {
-        return Request("PUT", target, payload).status;
-    }
-    int Post(const std::string& target, const std::string& payload) {
-        return Request("POST", target, payload).status;
-    }
-    int Delete(const std::string& target) { return Request("DELETE", target).status; }
-    // Without blanks.
-    std::string Get(const std::string& target) {
-        return Compact(JsonPtr(cJSON_Parse(Request("GET", target).body.c_str())).get());
-    }
-    // Asks until the answer is this one, ten seconds at most; answers the last one.
-    std::string GetOnce(const std::string& target, const std::string& expected) {
-        std::string answer = Get(target);
-        for (int i = 0; answer != expected && i < 1000; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            answer = Get(target);
-        }
-        return answer;
-    }
     void RestartDaemon() {
         m_unit.daemon().signal(SIGTERM);
         ASSERT_TRUE(m_unit.daemon().awaitEnd().has_value());
         m_unit.startDaemon();
     }
-
-    static std::string Compact(const cJSON* item) {
-        const JsonText text(cJSON_PrintUnformatted(item));
-        return text == nullptr ? std::string() : std::string(text.get());
-    }
-
-    RunningUnit m_unit;
 };
 
-class ExampleOverJsonRpc : public Example {
-  protected:
-    static double Number(const JsonPtr& object, const char* outer, const char* inner) {
-        const cJSON* const within = cJSON_GetObjectItemCaseSensitive(object.get(), outer);
-        return cJSON_GetNumberValue(cJSON_GetObjectItemCaseSensitive(within, inner));
-    }
-    static void Subscribe(RpcClient& client, const std::string& path, const std::string& payload) {
-        const JsonPtr answer = client.call(
-            "create", R"({"path": "/example/subscriptions)" + path + R"(", "data": )" + payload + "}");
-        ASSERT_EQ(Number(answer, "result", "code"), 201.0) << path;
-    }
-    // The next notification as "Updated /path {"data":1}", "-" for no data.
-    static std::string Told(RpcClient& client) {
-        const JsonPtr message = client.receive();
-        const cJSON* const params = cJSON_GetObjectItemCaseSensitive(message.get(), "params");
-        const cJSON* const data = cJSON_GetObjectItemCaseSensitive(params, "data");
-        return Text(message.get(), "method") + " " + Text(params, "path") + " " +
-               (data == nullptr ? "-" : Compact(data));
-    }
-
-  private:
-    static std::string Text(const cJSON* object, const char* member) {
-        const char* const text = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object, member));
-        return text != nullptr ? text : "(no text)";
-    }
-};
-
-// OtherProgram: another client of the configuration database of the unit.
-class OtherProgram {
-  public:
-    explicit OtherProgram(const RunningUnit& unit) {
-        setenv("CBUS_ADDR", unit.busAddress().c_str(), 1);
-        m_bus.reset(cbus_conn_create(nullptr, "test"));
-        config_init_cbus(m_bus.get(), nullptr);
-    }
-
-  private:
-    COwned<_cbus_conn_t, cbus_conn_destroy> m_bus;
-};
+using ExampleOverJsonRpc = Example;
 
 TEST_F(Example, APutOnTheObjectIsShownByTheNextGet) {
     EXPECT_EQ(Get("/example/test"), R"({"a":null,"b":null,"c":null})");
@@ -217,7 +137,7 @@ TEST_F(ExampleOverJsonRpc, ACreatedEntryAnswers201) {
     const JsonPtr answer =
         client.call("create", R"({"path": "/example/test/dynamic", "data": {"abc": "one"}})");
 
-    EXPECT_EQ(Number(answer, "result", "code"), 201.0);
+    EXPECT_EQ(Number(answer, {"result", "code"}), 201.0);
     const std::string expected = R"([{"id":1,"abc":"one","def":null}])";
     EXPECT_EQ(GetOnce("/example/test/dynamic", expected), expected);
 }
@@ -269,7 +189,7 @@ TEST_F(ExampleOverJsonRpc, ASubscriptionOnAnEntryThatIsNotThereIsRefused) {
     const JsonPtr answer =
         client.call("create", R"({"path": "/example/subscriptions/example/test/dynamic/1"})");
 
-    EXPECT_EQ(Number(answer, "error", "code"), 404.0);
+    EXPECT_EQ(Number(answer, {"error", "code"}), 404.0);
 }
 
 TEST_F(ExampleOverJsonRpc, TheNearestSubscriptionDecidesAndTellsOnce) {

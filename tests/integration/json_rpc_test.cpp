@@ -1,34 +1,8 @@
-#include <cstdlib>
-
-#include "gtest/gtest.h"
-
-#include "RunningUnit.h"
-#include "cbus/cbus.h"
-#include "config_client/config_client_api.h"
+#include "UnitFixture.h"
 
 namespace {
 
-class JsonRpc : public testing::Test {
-  protected:
-    void SetUp() override { m_unit.start(); }
-
-    static const cJSON* Member(const JsonPtr& object, std::initializer_list<const char*> path) {
-        const cJSON* at = object.get();
-        for (const char* name : path) {
-            at = cJSON_GetObjectItemCaseSensitive(at, name);
-        }
-        return at;
-    }
-    static double Number(const JsonPtr& object, std::initializer_list<const char*> path) {
-        return cJSON_GetNumberValue(Member(object, path));
-    }
-    static std::string Text(const JsonPtr& object, std::initializer_list<const char*> path) {
-        const char* text = cJSON_GetStringValue(Member(object, path));
-        return text != nullptr ? text : "(no text)";
-    }
-
-    RunningUnit m_unit;
-};
+using JsonRpc = UnitFixture;
 
 TEST_F(JsonRpc, ReadsTheSameResourceAsHttp) {
     RpcClient client = m_unit.rpc();
@@ -85,14 +59,10 @@ TEST_F(JsonRpc, AChangeInTheDatabaseIsNotifiedToItsSubscriber) {
     const JsonPtr subscribed = client.call(
         "create", R"({"path": "/system/subscriptions/system/status", "data": {"data_include": "UPDATED"}})");
     ASSERT_EQ(Number(subscribed, {"result", "code"}), 201.0);
-    setenv("CBUS_ADDR", m_unit.busAddress().c_str(), 1);
-    _cbus_conn_t* bus = cbus_conn_create(nullptr, "test");
-    ASSERT_NE(bus, nullptr);
-    config_init_cbus(bus, nullptr);
+    const OtherProgram other(m_unit);
 
     config_write_int("ram.status.system", 4);
     const JsonPtr notification = client.receive();
-    cbus_conn_destroy(bus);
 
     EXPECT_EQ(Text(notification, {"method"}), "Updated");
     EXPECT_EQ(Text(notification, {"params", "path"}), "/system/status");
@@ -103,9 +73,8 @@ TEST_F(JsonRpc, AChangeInTheDatabaseIsNotifiedToItsSubscriber) {
 TEST_F(JsonRpc, BytesThatAreNoJsonLeaveTheConnectionServing) {
     RpcClient client = m_unit.rpc();
     client.send("{no json}");
-    // Two turns of the daemon's loop: clients do not send a message before the last one has been taken.
-    m_unit.http().request("GET", "/system/info");
-    m_unit.http().request("GET", "/system/info");
+    // Clients do not send a message before the last one has been taken.
+    AwaitTaken();
 
     const JsonPtr answer = client.call("read", R"({"path": "/system/info"})");
 

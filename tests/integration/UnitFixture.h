@@ -1,0 +1,112 @@
+#pragma once
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <initializer_list>
+#include <string>
+#include <thread>
+
+#include "gtest/gtest.h"
+
+#include "RunningUnit.h"
+#include "cbus/cbus.h"
+#include "config_client/config_client_api.h"
+
+// UnitFixture: the real unit, and what tests say to it over HTTP and JSON-RPC. JSON is compared as text without
+// blanks.
+class UnitFixture : public testing::Test {
+  protected:
+    void SetUp() override { m_unit.start(); }
+    // Whatever a test did to it, the daemon has to be there, and at its end a sanitizer has found nothing.
+    void TearDown() override {
+        EXPECT_TRUE(m_unit.daemon().isRunning());
+        m_unit.daemon().signal(SIGTERM);
+        EXPECT_TRUE(m_unit.daemon().awaitEnd().has_value());
+        EXPECT_EQ(m_unit.daemon().output().find("Sanitizer"), std::string::npos) << m_unit.daemon().output();
+    }
+
+    // HTTP, a connection for each request.
+    HttpResponse Request(const std::string& method, const std::string& target,
+                         const std::string& payload = {}) {
+        const std::string body = payload.empty() ? "" : R"({"data": )" + payload + "}";
+        return m_unit.http().request(method, target, body, {"Accept: application/json"});
+    }
+    int Put(const std::string& target, const std::string& payload) {
+        return Request("PUT", target, payload).status;
+    }
+    int Post(const std::string& target, const std::string& payload) {
+        return Request("POST", target, payload).status;
+    }
+    int Delete(const std::string& target) { return Request("DELETE", target).status; }
+    std::string Get(const std::string& target) {
+        return Compact(JsonPtr(cJSON_Parse(Request("GET", target).body.c_str())).get());
+    }
+    // Asks until the answer is this one, ten seconds at most; answers the last one.
+    std::string GetOnce(const std::string& target, const std::string& expected) {
+        std::string answer = Get(target);
+        for (int i = 0; answer != expected && i < 1000; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            answer = Get(target);
+        }
+        return answer;
+    }
+    // Returns when the daemon has read what was sent before: the answer to a client that came later takes it a turn of
+    // its loop more.
+    void AwaitTaken() { EXPECT_EQ(Request("GET", "/system/info").status, 200); }
+
+    // JSON-RPC: the whole answer to a call, and to a whole message.
+    static std::string Call(RpcClient& client, const std::string& method, const std::string& params) {
+        return Compact(client.call(method, params).get());
+    }
+    static std::string Ask(RpcClient& client, const std::string& message) {
+        client.send(message);
+        return Compact(client.receive().get());
+    }
+    static void Subscribe(RpcClient& client, const std::string& path, const std::string& payload) {
+        const JsonPtr answer = client.call(
+            "create", R"({"path": "/example/subscriptions)" + path + R"(", "data": )" + payload + "}");
+        ASSERT_EQ(Number(answer, {"result", "code"}), 201.0) << path;
+    }
+    // The next notification as "Updated /path {"data":1}", "-" for no data.
+    static std::string Told(RpcClient& client) {
+        const JsonPtr message = client.receive();
+        const cJSON* const data = Member(message, {"params", "data"});
+        return Text(message, {"method"}) + " " + Text(message, {"params", "path"}) + " " +
+               (data == nullptr ? "-" : Compact(data));
+    }
+
+    static const cJSON* Member(const JsonPtr& object, std::initializer_list<const char*> path) {
+        const cJSON* at = object.get();
+        for (const char* name : path) {
+            at = cJSON_GetObjectItemCaseSensitive(at, name);
+        }
+        return at;
+    }
+    static double Number(const JsonPtr& object, std::initializer_list<const char*> path) {
+        return cJSON_GetNumberValue(Member(object, path));
+    }
+    static std::string Text(const JsonPtr& object, std::initializer_list<const char*> path) {
+        const char* const text = cJSON_GetStringValue(Member(object, path));
+        return text != nullptr ? text : "(no text)";
+    }
+    static std::string Compact(const cJSON* item) {
+        const JsonText text(cJSON_PrintUnformatted(item));
+        return text == nullptr ? std::string() : std::string(text.get());
+    }
+
+    RunningUnit m_unit;
+};
+
+// OtherProgram: another client of the configuration database of the unit.
+class OtherProgram {
+  public:
+    explicit OtherProgram(const RunningUnit& unit) {
+        setenv("CBUS_ADDR", unit.busAddress().c_str(), 1);
+        m_bus.reset(cbus_conn_create(nullptr, "test"));
+        config_init_cbus(m_bus.get(), nullptr);
+    }
+
+  private:
+    COwned<_cbus_conn_t, cbus_conn_destroy> m_bus;
+};
