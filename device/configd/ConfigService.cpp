@@ -46,6 +46,12 @@ std::string full_key(std::string_view prefix, std::string_view name) {
     return prefix.empty() ? std::string(name) : std::string(prefix).append(".").append(name);
 }
 
+// Readers may also give names below the prefix whole: the prefix then says where in the database they lie.
+std::string read_key(std::string_view prefix, std::string_view name) {
+    const bool is_whole = name.starts_with(prefix) && name.substr(prefix.size()).starts_with('.');
+    return is_whole ? std::string(name) : full_key(prefix, name);
+}
+
 bool type_differs(uint32_t expected, const ConfigValue& value) {
     return expected != CONFIG_TYPE_NONE && expected != value.type;
 }
@@ -170,7 +176,7 @@ std::string ConfigService::read_vector(std::string_view prefix, std::string_view
         if (reply.size() > kMaxDataBytes) {
             break;  // a small request can name a large value very often
         }
-        const ConfigValue* value = m_database.find(full_key(prefix, element.key));
+        const ConfigValue* value = m_database.find(read_key(prefix, element.key));
         if (value == nullptr) {
             vbuf_append(reply, element.key, {element.value.type, {}}, CONFIG_NO_VALUE);
         } else if (type_differs(element.value.type, *value)) {

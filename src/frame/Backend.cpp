@@ -6,6 +6,8 @@
 
 #include "cbus/cbus.h"
 #include "config_client/config_client_api.h"
+#include "events/event_cbus_client.h"
+#include "events/event_client.h"
 #include "runtime/fdloop_libevent.h"
 #include "runtime/logging.h"
 #include "runtime/px.h"
@@ -94,6 +96,8 @@ void Backend::connectBus() {
     m_cbusConnection = cbus_conn_create(m_fdl, "CBUS_CONNECTION");
     ORVALE_ASSERT(m_cbusConnection != nullptr, "m_cbusConnection", kModule, kOnRun);
     config_init_cbus(m_cbusConnection, nullptr);
+    event_client_init();
+    setEventConnection(m_cbusConnection);
 }
 
 void Backend::addController(BaseApiController* controller) {

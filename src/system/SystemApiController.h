@@ -10,6 +10,13 @@ class SystemApiController : public BaseApiController {
   public:
     SystemApiController(_cbus_conn_t* conn, NotificationManager* notifications, _fdloop_t* loop);
 
-    // Builds the tree; once, before the first request.
+    // Announces this program's events and builds the tree, the alerts and the log filled with the events that the unit
+    // holds; once, after event_client_init() and setEventConnection(), before the first request.
     void init() override;
+
+  private:
+    void addUserEvents();
+    void addOem();
+
+    _fdloop_t* m_loop;
 };

@@ -17,6 +17,9 @@
 
 namespace {
 
+constexpr int kTries = 1000;
+constexpr std::chrono::milliseconds kPause{10};
+
 [[noreturn]] void become_daemon(const RunningUnit& unit, const std::string& log_path) {
     const int log = open(log_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     dup2(log, STDOUT_FILENO);
@@ -29,11 +32,11 @@ namespace {
 }
 
 bool answers(const RunningUnit& unit) {
-    for (int i = 0; i < 1000; ++i) {
+    for (int i = 0; i < kTries; ++i) {
         if (unit.http().connected() && unit.rpc().connected()) {
             return true;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        std::this_thread::sleep_for(kPause);
     }
     return false;
 }
@@ -57,13 +60,12 @@ void ForegroundDaemon::end() {
         return;
     }
     kill(daemon, SIGTERM);
-    for (int i = 0; i < 1000; ++i) {
+    for (int i = 0; i < kTries; ++i) {
         if (waitpid(daemon, nullptr, WNOHANG) == daemon) {
             return;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        std::this_thread::sleep_for(kPause);
     }
-    // The leak checker of a sanitizer waits for ever when the signal came in the middle of an allocation.
     kill(daemon, SIGKILL);
     waitpid(daemon, nullptr, 0);
 }

@@ -17,7 +17,8 @@ class ForegroundDaemon {
     ForegroundDaemon& operator=(const ForegroundDaemon&) = delete;
     ~ForegroundDaemon() { end(); }
 
-    // Returns when it has ended; its log stays.
+    [[nodiscard]] pid_t pid() const { return m_pid; }
+    // Asks it to end, and kills it when it does not within ten seconds; its log stays.
     void end();
 
     // How often the text stands in what it has logged so far.

@@ -48,6 +48,7 @@ RunningUnit::RunningUnit() : m_directory(make_directory()), m_port(free_port()) 
 
 RunningUnit::~RunningUnit() {
     m_daemon.reset();
+    m_others.clear();
     m_database.reset();
     m_bus.reset();
     std::filesystem::remove_all(m_directory);
@@ -86,9 +87,18 @@ void RunningUnit::startDatabase() {
     ASSERT_TRUE(m_database->awaitOutput("serving")) << m_database->output();
 }
 
+Program& RunningUnit::startOther(const std::string& path, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"-a", m_bus_address});
+    m_others.push_back(std::make_unique<Program>(path, arguments, std::map<std::string, std::string>{},
+                                                 file("other" + std::to_string(m_others.size()) + ".log")));
+    EXPECT_TRUE(m_others.back()->awaitOutput("serving")) << m_others.back()->output();
+    return *m_others.back();
+}
+
 void RunningUnit::startDaemon() {
     const std::map<std::string, std::string> environment{{"CBUS_ADDR", m_bus_address},
-                                                         {"MRV_JSON_RPC_TEST", "1"}};
+                                                         {"MRV_JSON_RPC_TEST", "1"},
+                                                         {"ORVALE_MISC", m_directory.string() + "/"}};
     m_daemon =
         std::make_unique<Program>(WEB_APP_PROGRAM, std::vector<std::string>{"-c", m_directory.string()},
                                   environment, file("web_app.log"));

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "HttpClient.h"
 #include "RpcClient.h"
@@ -23,6 +24,8 @@ class RunningUnit {
     void startBus();
     void startDatabase();
     void startDaemon();
+    // Another program of the unit, which says "serving" when it does; it gets the bus address as -a.
+    Program& startOther(const std::string& path, std::vector<std::string> arguments = {});
 
     void writeAccessMap(const std::string& json);
     void writeConfiguration(const std::string& json);
@@ -47,6 +50,7 @@ class RunningUnit {
     // In the order of starting, so that the daemon goes first.
     std::unique_ptr<Program> m_bus;
     std::unique_ptr<Program> m_database;
+    std::vector<std::unique_ptr<Program>> m_others;
     std::unique_ptr<Program> m_daemon;
 };
 

@@ -176,6 +176,7 @@ class JsonRpcConnectionLog : public UnitFixture {
     }
     void TearDown() override {
         AwaitTaken();
+        AwaitAsleep(m_daemon->pid());
         m_daemon->end();
         EXPECT_EQ(m_daemon->logged("Sanitizer"), 0) << m_daemon->log();
     }

@@ -28,6 +28,10 @@ T value_at(const std::string& bytes, size_t offset) {
     return value;
 }
 
+std::string full_key(const std::string& prefix, const std::string& name) {
+    return prefix.empty() ? name : prefix + "." + name;
+}
+
 // A vbuf under construction, and the walk over a received one.
 class Entries {
   public:
@@ -131,13 +135,13 @@ std::string FakeDatabase::replyTo(const std::string& operation, const std::strin
         return read(argument, data);
     }
     if (operation == "readv") {
-        return readVector(data);
+        return readVector(argument, data);
     }
     if (operation == "readm") {
         return readPattern(argument);
     }
     if (operation == "modifyv") {
-        return writeVector(data, true);
+        return writeVector(argument, data);
     }
     if (operation == "stat") {
         return bytes_of<int32_t>(m_values.contains(argument) ? CONFIG_OK : CONFIG_NO_VALUE) +
@@ -151,7 +155,7 @@ void FakeDatabase::applySignal(const std::string& operation, const std::string& 
     if (operation == "write") {
         store(argument, {value_at<uint32_t>(data, 4), data.substr(std::min<size_t>(12, data.size()))});
     } else if (operation == "writev") {
-        writeVector(data, false);
+        writeVector(argument, data);
     } else if (operation == "delm") {
         const auto pattern = KeyPattern::parse(argument);
         const auto values = m_values;
@@ -175,14 +179,15 @@ std::string FakeDatabase::read(const std::string& key, const std::string& data) 
            bytes;
 }
 
-std::string FakeDatabase::readVector(const std::string& data) {
+std::string FakeDatabase::readVector(const std::string& prefix, const std::string& data) {
     Entries reply;
-    for (const auto& [key, asked] : Entries::parse(data)) {
-        const auto found = m_values.find(key);
+    for (const auto& [name, asked] : Entries::parse(data)) {
+        const bool is_whole = name.starts_with(prefix + ".");
+        const auto found = m_values.find(is_whole ? name : full_key(prefix, name));
         if (found == m_values.end()) {
-            reply.add(key, {asked.type, ""}, CONFIG_NO_VALUE);
+            reply.add(name, {asked.type, ""}, CONFIG_NO_VALUE);
         } else {
-            reply.add(key, found->second, CONFIG_OK);
+            reply.add(name, found->second, CONFIG_OK);
         }
     }
     return reply.bytes();
@@ -201,13 +206,13 @@ std::string FakeDatabase::readPattern(const std::string& pattern_text) {
     return count == 0 ? "" : bytes_of<uint32_t>(0) + bytes_of(count) + reply.bytes();
 }
 
-std::string FakeDatabase::writeVector(const std::string& data, bool with_status) {
-    Entries reply;
-    for (const auto& [key, value] : Entries::parse(data)) {
-        store(key, value);
-        reply.add(key, {value.type, ""}, CONFIG_OK);
+std::string FakeDatabase::writeVector(const std::string& prefix, const std::string& data) {
+    Entries statuses;
+    for (const auto& [name, value] : Entries::parse(data)) {
+        store(full_key(prefix, name), value);
+        statuses.add(name, {value.type, ""}, CONFIG_OK);
     }
-    return with_status ? reply.bytes() : "";
+    return statuses.bytes();
 }
 
 void FakeDatabase::store(const std::string& key, const Value& value) {

@@ -70,9 +70,9 @@ class FakeDatabase {
     std::string replyTo(const std::string& operation, const std::string& argument, const std::string& data);
     void applySignal(const std::string& operation, const std::string& argument, const std::string& data);
     std::string read(const std::string& key, const std::string& data);
-    std::string readVector(const std::string& data);
+    std::string readVector(const std::string& prefix, const std::string& data);
     std::string readPattern(const std::string& pattern_text);
-    std::string writeVector(const std::string& data, bool with_status);
+    std::string writeVector(const std::string& prefix, const std::string& data);
     void store(const std::string& key, const Value& value);
     void announceLocked(const std::vector<std::string>& keys);
     void send(uint8_t type, const std::string& name, const std::string& data,

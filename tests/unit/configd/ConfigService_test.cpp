@@ -142,6 +142,23 @@ TEST_F(Service, ReadVectorPutsThePrefixInFrontOfTheNamesAndAnswersUnderTheNamesA
     EXPECT_EQ(Request("config.readv.ram.sub", Vbuf({{"a", {3, ""}, 0}})), Vbuf({{"a", Number(5), 0}}));
 }
 
+TEST_F(Service, ReadVectorTakesANameBelowItsPrefixForAWholeKey) {
+    Write("ram.sub.a", Number(5));
+
+    EXPECT_EQ(Request("config.readv.ram.sub", Vbuf({{"ram.sub.a", {3, ""}, 0}, {"a", {3, ""}, 0}})),
+              Vbuf({{"ram.sub.a", Number(5), 0}, {"a", Number(5), 0}}));
+}
+
+TEST_F(Service, ReadVectorTakesANameThatOnlyBeginsLikeItsPrefixForARestOfAKey) {
+    Write("ram.subway", Number(1));
+    Write("ram.sub.ram.subway", Number(2));
+    Write("ram.sub", Number(3));
+    Write("ram.sub.ram.sub", Number(4));
+
+    EXPECT_EQ(Request("config.readv.ram.sub", Vbuf({{"ram.subway", {3, ""}, 0}, {"ram.sub", {3, ""}, 0}})),
+              Vbuf({{"ram.subway", Number(2), 0}, {"ram.sub", Number(4), 0}}));
+}
+
 TEST_F(Service, ReadVectorIsEmptyWhenTheBusWouldNotCarryIt) {
     Write("ram.large", Binary(std::string(1 << 20, 'x')));
 
@@ -222,6 +239,17 @@ TEST_F(Service, WriteOfTypeNoneDeletes) {
     Write("cfg.factory", Deleted());
 
     EXPECT_EQ(Value("cfg.factory"), Deleted());
+}
+
+TEST_F(Service, VectorWritesPutThePrefixInFrontOfEveryName) {
+    Send("config.writev.ram.sub", Vbuf({{"ram.sub.a", Number(1), 0}}));
+
+    EXPECT_EQ(Request("config.modifyv.ram.sub", Vbuf({{"ram.sub.b", Number(2), 0}})),
+              Vbuf({{"ram.sub.b", {3, ""}, 0}}));
+
+    EXPECT_EQ(Value("ram.sub.ram.sub.a"), Number(1));
+    EXPECT_EQ(Value("ram.sub.ram.sub.b"), Number(2));
+    EXPECT_EQ(Value("ram.sub.a"), Deleted());
 }
 
 TEST_F(Service, WriteVectorStoresUnderThePrefix) {

@@ -1,8 +1,8 @@
 #include "events/EventDb.h"
 
 #include "AllocationFailure.h"
-#include "EventFixture.h"
 #include "events/EventManager.h"
+#include "tests/support/EventFixture.h"
 
 using namespace std::string_literals;
 

@@ -1,6 +1,6 @@
 #include "events/EventManager.h"
 
-#include "EventFixture.h"
+#include "tests/support/EventFixture.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <csignal>
 
-#include "SecondsClock.h"
+#include "tests/support/SecondsClock.h"
 
 namespace {
 

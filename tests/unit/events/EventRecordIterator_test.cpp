@@ -1,9 +1,9 @@
 #include "events/EventRecordIterator.h"
 
-#include "EventFixture.h"
-#include "SecondsClock.h"
 #include "events/EventManager.h"
 #include "events/EventRecordFilter.h"
+#include "tests/support/EventFixture.h"
+#include "tests/support/SecondsClock.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <thread>
 
 #include "AllocationFailure.h"
-#include "EventFixture.h"
 #include "events/EventManager.h"
+#include "tests/support/EventFixture.h"
 
 namespace {
 

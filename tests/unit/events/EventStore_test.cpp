@@ -1,8 +1,8 @@
 #include "events/EventStore.h"
 
 #include "AllocationFailure.h"
-#include "EventFixture.h"
 #include "events/EventRecordFilter.h"
+#include "tests/support/EventFixture.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "events/event_cbus_client.h"
 
-#include "EventFixture.h"
 #include "events/event_client.h"
+#include "tests/support/EventFixture.h"
 
 using namespace std::string_literals;
 

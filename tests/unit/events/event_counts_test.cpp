@@ -1,7 +1,7 @@
 #include "events/event_counts.h"
 
-#include "EventFixture.h"
 #include "events/EventManager.h"
+#include "tests/support/EventFixture.h"
 
 namespace {
 

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "RecordingCallback.h"
 #include "StubPrograms.h"
 #include "src/system/Process.h"
@@ -129,15 +131,16 @@ TEST_F(ChildProgram, HasItsStreamsEvenIfThisProgramHasNone) {
                        UniqueFd(fcntl(2, F_DUPFD_CLOEXEC, 10))};
     m_programs.write("stub", "read line; echo out $line; echo err $line >&2");
     m_programs.writeFile("in", "hello\n");
-    Process process("stub");
-    process.setStdinPath(m_programs.file("in"));
-    process.setStdoutPath(m_programs.file("out"));
-    process.setStderrPath(m_programs.file("err"));
+    auto process = std::make_unique<Process>("stub");
+    process->setStdinPath(m_programs.file("in"));
+    process->setStdoutPath(m_programs.file("out"));
+    process->setStderrPath(m_programs.file("err"));
     for (int fd = 0; fd <= 2; ++fd) {
         UniqueFd closed(fd);
     }
 
-    const int result = process.run();
+    const int result = process->run();
+    process.reset();  // its descriptors may have taken the free numbers
     for (int fd = 0; fd <= 2; ++fd) {
         dup2(kept[fd].get(), fd);
     }

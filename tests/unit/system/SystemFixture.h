@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "events/EventManager.h"
+#include "events/event_cbus_client.h"
 #include "src/system/SystemApiController.h"
 #include "tests/support/ConfigFixture.h"
 #include "tests/support/RestFixture.h"
@@ -11,8 +13,15 @@
 // SystemFixture: the controller of "/system" on a bus with a database, and one client with a session.
 class SystemFixture : public ConfigFixture {
   protected:
-    SystemFixture() { config_change_register("ram.", note_change, &m_heard_change); }
-    ~SystemFixture() override { config_change_deregister("ram.", note_change, &m_heard_change); }
+    SystemFixture() {
+        config_change_register("ram.", note_change, &m_heard_change);
+        m_events.emInit();
+        setEventConnection(m_bus.get());
+    }
+    ~SystemFixture() override {
+        setEventConnection(nullptr);
+        config_change_deregister("ram.", note_change, &m_heard_change);
+    }
 
     // What a request was answered: the status, and the object without blanks.
     struct Answer {
@@ -50,6 +59,7 @@ class SystemFixture : public ConfigFixture {
     }
 
     WebConfiguration m_configuration{"{}"};
+    EventManager m_events{200};
     RPCServer m_server;
     NotificationManager m_notifications;
     SystemApiController m_controller{m_bus.get(), &m_notifications, m_loop.get()};

@@ -1,4 +1,4 @@
-#include "SecondsClock.h"
+#include "tests/support/SecondsClock.h"
 
 #include <sys/syscall.h>
 #include <sys/time.h>

@@ -1,0 +1,56 @@
+#include "device/eventd/EventServer.h"
+
+#include <string_view>
+
+#include "cbus/cbus_client.h"
+#include "config_client/config_client_api.h"
+#include "runtime/fdloop_libevent.h"
+#include "runtime/logging.h"
+#include "runtime/px_time.h"
+
+namespace {
+
+constexpr const char* kModule = "eventd";
+constexpr const char* kPrefix = "event_handler.";
+// While the database has not been there yet, and afterwards.
+constexpr uint32_t kRestoreMs = 100;
+constexpr uint32_t kCheckMs = 1000;
+
+}  // namespace
+
+// The filter goes first: what the bus takes after it is not missed, however long the list takes.
+EventServer::EventServer(_fdloop_t* loop, _cbus_conn_t* connection)
+    : m_loop(loop), m_connection(connection), m_timer(fdloop_timer_add(loop, kRestoreMs, on_timer, this)) {
+    config_init_cbus(connection, nullptr);
+    cbus_client_signal_cb_add(connection, kPrefix, on_signal, this);
+    cbus_filter(connection, kPrefix);
+    check_database();
+    if (!m_handler.is_restored()) {
+        logger_function(5, kModule, "waiting for the database");
+    }
+}
+
+EventServer::~EventServer() {
+    cbus_client_signal_cb_del(m_connection, kPrefix, on_signal, this);
+    fdloop_timer_del(m_loop, m_timer);
+}
+
+int EventServer::on_signal(_cbus_conn_t*, void* self, const char* name, const void* data,
+                           uint32_t length) noexcept {
+    static_cast<EventServer*>(self)->m_handler.handle_signal(
+        name, std::string_view(static_cast<const char*>(data), length), static_cast<uint32_t>(px_time()));
+    return 0;
+}
+
+void EventServer::on_timer(void* self, int, _fdloop_timer_t*) noexcept {
+    static_cast<EventServer*>(self)->check_database();
+}
+
+void EventServer::check_database() {
+    if (m_handler.is_restored()) {
+        m_handler.check_database();
+    } else if (m_handler.restore()) {
+        fdloop_timer_set_interval(m_timer, kCheckMs);
+        logger_function(6, kModule, "serving %zu events", m_handler.list().events().size());
+    }
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "device/terminald/ResetButton.h"
+#include "device/terminald/StartSequence.h"
+
+struct _fdloop_t;
+struct _fdloop_timer_t;
+
+// Terminal: the start sequence and the reset button, shown in the configuration.
+//   A write that the database does not take is repeated every second, with the values of then.
+// Borrows: the loop, which outlives it; the configuration client is set up.
+// Threads: loop thread only.
+// Blocks:  every method until the database answers, or the bus in its place.
+class Terminal {
+  public:
+    Terminal(_fdloop_t* loop, double speed);
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+    ~Terminal();
+
+    void press_reset_button();
+    void release_reset_button();
+
+  private:
+    struct Values {
+        int32_t status;
+        int32_t button;
+        int32_t button_seconds;
+        bool operator==(const Values&) const = default;
+    };
+
+    static void on_timer(void* self, int, _fdloop_timer_t*) noexcept;
+
+    // Brings everything to this time: sequence, button, configuration, timer.
+    void update(uint32_t now_ms);
+    void publish(const Values& values);
+    void update_timer(uint32_t now_ms);
+
+    _fdloop_t* m_loop;
+    StartSequence m_sequence;
+    ResetButton m_button;
+    std::optional<Values> m_published;  // nothing until the database has taken some
+    bool m_is_up_to_date = false;
+    _fdloop_timer_t* m_timer = nullptr;  // null while nothing is to come
+};

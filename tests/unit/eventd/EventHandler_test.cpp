@@ -1,0 +1,453 @@
+#include "device/eventd/EventHandler.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "Events.h"
+#include "config_client/config_vbuf.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/ConfigFixture.h"
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+std::string Key(unsigned position) {
+    return "dyn.evh.store." + std::to_string(position);
+}
+
+std::string Row(uint32_t ev_id, uint32_t severity) {
+    return TextOf(event_definition_row_encode({ev_id, severity}));
+}
+
+UserEvent ActiveEvent(uint32_t ev_id, uint8_t severity = 0) {
+    return {.severity = severity, .state = 2, .ev_id = ev_id, .on_time = 50, .ev_time = 50};
+}
+
+int AppendName(void* names, uint32_t, const char* name, const void*, uint32_t, int) {
+    *static_cast<std::string*>(names) += name + " "s;
+    return 0;
+}
+
+// The handler over the configuration client, with a database at the other end of its bus.
+class Handler : public ConfigFixture {
+  protected:
+    void Restore() { ASSERT_TRUE(m_handler.restore()); }
+    void Send(const EventReport& report, uint32_t now_s = 100) {
+        m_handler.handle_signal("event_handler.forwardEventReport", TextOf(event_report_encode(report)),
+                                now_s);
+    }
+    void Define(const std::string& rows) {
+        m_handler.handle_signal("event_handler.registerEventDefinition", rows, 100);
+    }
+    void Clear(const std::string& text, uint32_t now_s = 100) {
+        m_handler.handle_signal("event_handler.clearEvents", text, now_s);
+    }
+
+    void Store(unsigned position, const UserEvent& event) {
+        m_database.setBinary(Key(position), TextOf(user_event_encode(event)));
+    }
+    // All zeros when there is none.
+    UserEvent Stored(unsigned position) {
+        std::string bytes = m_database.value(Key(position)).bytes;
+        bytes.resize(kUserEventBytes);
+        return user_event_decode(std::span<const uint8_t, kUserEventBytes>(
+            reinterpret_cast<const uint8_t*>(bytes.data()), kUserEventBytes));
+    }
+    bool IsStored(unsigned position) { return m_database.value(Key(position)).type != CONFIG_TYPE_NONE; }
+    // The database as it is after a restart.
+    void ForgetAll() {
+        for (unsigned n = 0; n < EventList::kCapacity; ++n) {
+            m_database.erase(Key(n));
+        }
+    }
+    // The keys of each vector write since the last call; each key ends with a blank.
+    std::vector<std::string> Writes() {
+        waitForDatabase();
+        const auto messages = m_database.messages();
+        std::vector<std::string> writes;
+        for (; m_seen < messages.size(); ++m_seen) {
+            const BusMessage& message = messages[m_seen];
+            if (message.name.starts_with("config.modifyv")) {
+                std::string names;
+                config_vbuf_parse(message.data.data(), message.data.size(), AppendName, &names);
+                writes.push_back(names);
+            }
+        }
+        return writes;
+    }
+    bool HasAskedForTheFirstEvent() {
+        const auto messages = m_database.messages();
+        return std::any_of(messages.begin(), messages.end(),
+                           [](const BusMessage& message) { return message.name == "config.read." + Key(0); });
+    }
+
+    CapturedLog m_log;
+    EventHandler m_handler;
+    size_t m_seen = 0;
+};
+
+}  // namespace
+
+TEST_F(Handler, WritesAReportedEventToItsPosition) {
+    Restore();
+
+    Send({.ev_id = 66128, .source = 1025, .subsource = 3, .info = 7, .state = 2}, 100);
+
+    EXPECT_EQ(m_database.value(Key(0)).type, CONFIG_TYPE_BINARY);
+    EXPECT_EQ(m_database.value(Key(0)).bytes.size(), 32U);
+    EXPECT_EQ(Stored(0), (UserEvent{.state = 2,
+                                    .ev_id = 66128,
+                                    .source = 1025,
+                                    .subsource = 3,
+                                    .info = 7,
+                                    .on_time = 100,
+                                    .ev_time = 100}));
+}
+
+TEST_F(Handler, WritesAnEventWithTheSeverityOfItsDefinition) {
+    Restore();
+    Define(Row(66128, 1) + Row(67993, 2));
+
+    Send(On(67993));
+    Send(On(66128));
+
+    EXPECT_EQ(Stored(0).severity, 2);
+    EXPECT_EQ(Stored(1).severity, 1);
+}
+
+TEST_F(Handler, KeepsAnEventThatNobodyDefinedWithSeverityZero) {
+    Restore();
+
+    Send(On(5));
+
+    EXPECT_EQ(Stored(0).severity, 0);
+}
+
+TEST_F(Handler, ALaterDefinitionHoldsFromTheNextReportOn) {
+    Restore();
+    Define(Row(5, 1));
+    Send(On(5));
+
+    Define(Row(5, 3));
+    EXPECT_EQ(Stored(0).severity, 1);
+
+    Send(On(5));
+    EXPECT_EQ(Stored(0).severity, 3);
+}
+
+TEST_F(Handler, WritesNothingWhenNothingChanged) {
+    Restore();
+    Send(On(5));
+    static_cast<void>(Writes());
+
+    Send(On(5));
+    Send(Off(6));
+
+    EXPECT_THAT(Writes(), IsEmpty());
+}
+
+TEST_F(Handler, ClearZeroEndsEveryActiveEventEachInItsOwnWrite) {
+    Restore();
+    for (uint32_t ev_id = 1; ev_id <= 12; ++ev_id) {
+        Send(On(ev_id));
+    }
+    static_cast<void>(Writes());
+
+    Clear("0\0"s, 130);
+
+    const auto writes = Writes();
+    ASSERT_THAT(writes, SizeIs(12));
+    for (unsigned n = 0; n < 12; ++n) {
+        EXPECT_EQ(writes[n], Key(n) + " ");
+        EXPECT_EQ(Stored(n).state, kEventStateOff);
+        EXPECT_EQ(Stored(n).ev_time, 130U);
+    }
+}
+
+TEST_F(Handler, ClearEndsTheEventsOfItsNumber) {
+    Restore();
+    Send(On(5));
+    Send(On(6));
+
+    Clear("6\0"s);
+
+    EXPECT_EQ(Stored(0).state, kEventStateOn);
+    EXPECT_EQ(Stored(1).state, kEventStateOff);
+}
+
+TEST_F(Handler, LogsAndIgnoresWhatItCannotUnderstand) {
+    Restore();
+    Send(On(5));
+    static_cast<void>(Writes());
+
+    m_handler.handle_signal("event_handler.forwardEventReport", "short", 100);
+    Send(Report(6, 77));
+    Define("part of a row");
+    Clear("everything");
+    m_handler.handle_signal("event_handler.nonsense", "", 100);
+    m_handler.handle_signal("", "", 100);
+
+    EXPECT_THAT(Writes(), IsEmpty());
+    EXPECT_THAT(m_handler.list().events(), SizeIs(1));
+    EXPECT_EQ(m_log.countOf("4 eventd: signal "), 6);
+    EXPECT_TRUE(m_log.has("4 eventd: signal 'event_handler.forwardEventReport' of 5 bytes had no effect"));
+}
+
+TEST_F(Handler, ADefinitionWithABadRowDefinesNothing) {
+    Restore();
+
+    Define(Row(5, 2) + Row(6, 9));
+    Send(On(5));
+
+    EXPECT_EQ(Stored(0).severity, 0);
+}
+
+TEST_F(Handler, TakesAThousandDefinitionsAndNoMore) {
+    Restore();
+    std::string rows;
+    for (uint32_t ev_id = 1; ev_id <= 1001; ++ev_id) {
+        rows += Row(ev_id, 2);
+    }
+
+    Define(rows);
+    Define(Row(1000, 3));
+    Send(On(1000));
+    Send(On(1001));
+
+    EXPECT_EQ(Stored(0).severity, 3);
+    EXPECT_EQ(Stored(1).severity, 0);
+    EXPECT_TRUE(m_log.has("4 eventd: event 1001 is one definition too many"));
+}
+
+TEST_F(Handler, GoesOnWithTheListOfTheDatabase) {
+    Store(0, ActiveEvent(5));
+    Store(1, ActiveEvent(6));
+    Restore();
+
+    Send(Off(6), 100);
+    Send(On(7), 100);
+
+    EXPECT_EQ(Stored(1).state, kEventStateOff);
+    EXPECT_EQ(Stored(1).on_time, 50U);
+    EXPECT_EQ(Stored(2).ev_id, 7U);
+}
+
+TEST_F(Handler, ReadsAListOfTwoHundred) {
+    for (unsigned n = 0; n < 200; ++n) {
+        Store(n, ActiveEvent(1000 + n));
+    }
+    Restore();
+
+    EXPECT_THAT(m_handler.list().events(), SizeIs(200));
+    EXPECT_EQ(m_handler.list().events()[199].ev_id, 1199U);
+}
+
+TEST_F(Handler, DoesNotWriteAListThatItHasJustRead) {
+    Store(0, ActiveEvent(5));
+
+    Restore();
+
+    EXPECT_THAT(Writes(), IsEmpty());
+}
+
+TEST_F(Handler, LearnsSeveritiesFromTheListThatItReads) {
+    Store(0, ActiveEvent(5, 2));
+    Restore();
+
+    Send(Off(5));
+    Send({.ev_id = 5, .source = 9, .state = kEventStateOn});
+
+    EXPECT_EQ(Stored(0).severity, 2);
+    EXPECT_EQ(Stored(1).severity, 2);
+}
+
+TEST_F(Handler, ADefinitionCountsForMoreThanTheListThatIsReadAfterIt) {
+    Store(0, ActiveEvent(5, 2));
+    Define(Row(5, 1));
+    Restore();
+
+    Send(Off(5));
+
+    EXPECT_EQ(Stored(0).severity, 1);
+}
+
+TEST_F(Handler, AForeignValueEndsTheListWhichIsWrittenAnew) {
+    Store(0, ActiveEvent(5));
+    Store(1, ActiveEvent(6));
+    m_database.setBinary(Key(2), "foreign");
+    Store(3, ActiveEvent(7));
+    Restore();
+
+    EXPECT_THAT(Writes(), ElementsAre(Key(0) + " ", Key(1) + " "));
+    EXPECT_EQ(Stored(1).ev_id, 6U);
+    EXPECT_FALSE(IsStored(2));
+    EXPECT_FALSE(IsStored(3));
+}
+
+TEST_F(Handler, AnotherVersionIsAForeignValue) {
+    UserEvent newer = ActiveEvent(5);
+    newer.version = 3;
+    Store(0, newer);
+    Restore();
+    waitForDatabase();
+
+    EXPECT_THAT(m_handler.list().events(), IsEmpty());
+    EXPECT_FALSE(IsStored(0));
+}
+
+TEST_F(Handler, AnotherMagicIsAForeignValue) {
+    UserEvent other = ActiveEvent(5);
+    other.magic = 1;
+    Store(0, other);
+    Restore();
+    waitForDatabase();
+
+    EXPECT_FALSE(IsStored(0));
+}
+
+TEST_F(Handler, ATextInTheListIsAForeignValue) {
+    m_database.setString(Key(0), "0123456789012345678901234567890");
+    Restore();
+    waitForDatabase();
+
+    EXPECT_FALSE(IsStored(0));
+}
+
+TEST_F(Handler, AValueBehindAGapIsTakenAway) {
+    Store(0, ActiveEvent(5));
+    Store(2, ActiveEvent(7));
+    Restore();
+    waitForDatabase();
+
+    EXPECT_THAT(m_handler.list().events(), SizeIs(1));
+    EXPECT_TRUE(IsStored(0));
+    EXPECT_FALSE(IsStored(2));
+}
+
+TEST_F(Handler, SignalsWaitForTheList) {
+    Store(0, ActiveEvent(5));
+    m_database.answer(false);
+    ASSERT_FALSE(m_handler.restore());
+    Define(Row(6, 2));
+    Send(Off(5), 80);
+    Send(On(6), 90);
+    Clear("6\0"s, 95);
+    EXPECT_THAT(m_handler.list().events(), IsEmpty());
+
+    m_database.answer(true);
+    Restore();
+
+    EXPECT_EQ(Stored(0).state, kEventStateOff);
+    EXPECT_EQ(Stored(0).ev_time, 80U);
+    EXPECT_EQ(Stored(1), (UserEvent{.severity = 2, .state = 1, .ev_id = 6, .on_time = 90, .ev_time = 95}));
+}
+
+TEST_F(Handler, OnlyAThousandSignalsWait) {
+    m_database.answer(false);
+    ASSERT_FALSE(m_handler.restore());
+    for (uint32_t info = 1; info <= 1001; ++info) {
+        Send(On(5, info));
+    }
+    m_database.answer(true);
+    Restore();
+
+    EXPECT_EQ(Stored(0).info, 1000U);
+    EXPECT_EQ(m_log.countOf("4 eventd: too many signals before the database is there"), 1);
+}
+
+TEST_F(Handler, ALostListIsWrittenAgainInOrderBeforeTheNextEvent) {
+    Restore();
+    for (uint32_t ev_id = 1; ev_id <= 11; ++ev_id) {
+        Send(On(ev_id));
+    }
+    static_cast<void>(Writes());
+    ForgetAll();
+
+    Send(On(12));
+
+    const auto writes = Writes();
+    ASSERT_THAT(writes, SizeIs(12));
+    for (unsigned n = 0; n < 12; ++n) {
+        EXPECT_EQ(writes[n], Key(n) + " ");
+        EXPECT_EQ(Stored(n).ev_id, n + 1);
+    }
+    EXPECT_TRUE(m_log.has("5 eventd: the database has lost the list: writing its 12 events again"));
+}
+
+TEST_F(Handler, ALostListIsWrittenAgainWithoutAnEvent) {
+    Restore();
+    Send(On(5));
+    ForgetAll();
+
+    m_handler.check_database();
+
+    EXPECT_EQ(Stored(0).ev_id, 5U);
+}
+
+TEST_F(Handler, ACheckOfADatabaseThatHasTheListWritesNothing) {
+    Restore();
+    Send(On(5));
+    static_cast<void>(Writes());
+
+    m_handler.check_database();
+
+    EXPECT_THAT(Writes(), IsEmpty());
+}
+
+TEST_F(Handler, ACheckOfAnEmptyListDoesNotAskTheDatabase) {
+    Restore();
+
+    m_handler.check_database();
+
+    EXPECT_FALSE(HasAskedForTheFirstEvent());
+}
+
+TEST_F(Handler, WhatTheDatabaseMissedIsWrittenWhenItAnswersAgain) {
+    Restore();
+    Send(On(5));
+    m_database.answer(false);
+    Send(Off(5), 120);
+    Send(On(6), 130);
+    m_handler.check_database();
+    EXPECT_FALSE(IsStored(1));
+
+    m_database.answer(true);
+    m_handler.check_database();
+
+    EXPECT_EQ(Stored(0).state, kEventStateOff);
+    EXPECT_EQ(Stored(1).ev_id, 6U);
+}
+
+TEST_F(Handler, LogsOnceThatTheDatabaseIsAwayAndOnceThatItIsBack) {
+    Restore();
+    m_database.answer(false);
+    Send(On(5));
+    m_handler.check_database();
+    m_handler.check_database();
+    m_database.answer(true);
+    m_handler.check_database();
+    m_handler.check_database();
+
+    EXPECT_EQ(m_log.count("4 eventd: the database does not take the list; trying again"), 1);
+    EXPECT_EQ(m_log.count("5 eventd: the list is in the database again"), 1);
+}
+
+TEST_F(Handler, AFullListDoesNotGrow) {
+    for (unsigned n = 0; n < 200; ++n) {
+        Store(n, ActiveEvent(1000 + n));
+    }
+    Restore();
+
+    Send(On(5));
+    EXPECT_FALSE(IsStored(200));
+
+    Send(Off(1007));
+    Send(On(5));
+    EXPECT_EQ(Stored(7).ev_id, 5U);
+    EXPECT_FALSE(IsStored(200));
+}
