@@ -9,6 +9,9 @@
 namespace {
 
 constexpr std::size_t kMaxText = 128;
+// An entry is kept until it is deleted: what a client may put into one has an end.
+constexpr std::size_t kMaxArguments = 1024;
+constexpr std::size_t kMaxArgumentBytes = 65536;
 
 // An absent member leaves the text as it is.
 bool read_text(const cJSON* body, const char* name, std::string& text) {
@@ -40,15 +43,17 @@ bool read_arguments(const cJSON* body, std::vector<std::string>& arguments) {
     if (!cJSON_IsArray(array)) {
         return false;
     }
+    std::size_t bytes = 0;
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, array) {
         const char* const text = cJSON_GetStringValue(item);
-        if (text == nullptr || std::strlen(text) > kMaxText) {
+        if (text == nullptr || std::strlen(text) > kMaxText || arguments.size() == kMaxArguments) {
             return false;
         }
+        bytes += std::strlen(text);
         arguments.emplace_back(text);
     }
-    return true;
+    return bytes <= kMaxArgumentBytes;
 }
 
 JsonPtr json_text(const std::string& text) {

@@ -141,6 +141,9 @@ int Process::spawn(bool daemonize) {
     if (child < 0) {
         logger_function(3, kModule, "process: Error during forking for %s: %s", m_program.c_str(),
                         std::strerror(error));
+        m_start_reader.reset();
+        m_start_writer.reset();
+        m_report_reader.reset();
         return -1;
     }
     (daemonize ? m_detaching_id : m_process_id) = child;

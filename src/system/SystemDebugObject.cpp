@@ -127,7 +127,7 @@ void SystemDebugObject::setRebootFlag(bool on) const {
     const std::string file = flagPath(kRebootFile);
     logger_function(7, kModule, "SystemDebugObject::setRebootFlag %s filename = %s", on ? "true" : "false",
                     file.c_str());
-    set_marker(file, on);
+    setMarker(file, on);
 }
 
 bool SystemDebugObject::getRebootFlag() const {
@@ -140,6 +140,14 @@ void SystemDebugObject::setWatchdogFlag(bool on) const {
     const std::string file = flagPath(kWatchdogFile);
     logger_function(7, kModule, "SystemDebugObject::setWatchdogFlag %s wd_filename = %s",
                     on ? "true" : "false", file.c_str());
+    setMarker(file, on);
+}
+
+// The directory is not part of every unit's image.
+void SystemDebugObject::setMarker(const std::string& file, bool on) const {
+    if (on) {
+        static_cast<void>(FileOps::createDir(m_flag_directory.c_str()));
+    }
     set_marker(file, on);
 }
 

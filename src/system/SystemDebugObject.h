@@ -40,6 +40,7 @@ class SystemDebugObject : public BasePathHandler {
     [[nodiscard]] static bool validateJsonUpdateParams(const cJSON* body);
 
   private:
+    void setMarker(const std::string& file, bool on) const;
     void init();
     void initOnce();
     // Each the status of the answer.

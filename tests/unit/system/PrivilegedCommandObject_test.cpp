@@ -104,6 +104,21 @@ TEST_F(CommandObject, RefusesArgumentsOf129Bytes) {
     EXPECT_FALSE(readWith(R"("arguments":["-v",")" + k129 + "\"]"));
 }
 
+TEST_F(CommandObject, TakesAThousandArgumentsAndRefusesMoreThanItsLimit) {
+    const auto body = [](int count, const std::string& argument) {
+        std::string text = R"({"command": "ip", "arguments": [)";
+        for (int i = 0; i < count; ++i) {
+            text += (i > 0 ? ",\"" : "\"") + argument + "\"";
+        }
+        return json_parse(text + "]}");
+    };
+
+    EXPECT_TRUE(PrivilegedCommandObject().readFrom(body(1024, "").get()));
+    EXPECT_FALSE(PrivilegedCommandObject().readFrom(body(1025, "").get()));
+    EXPECT_TRUE(PrivilegedCommandObject().readFrom(body(512, std::string(128, 'x')).get()));
+    EXPECT_FALSE(PrivilegedCommandObject().readFrom(body(513, std::string(128, 'x')).get()));
+}
+
 TEST_F(CommandObject, TakesPathsOf128Bytes) {
     EXPECT_TRUE(readWith(R"("stdout":")" + k128 + "\""));
 

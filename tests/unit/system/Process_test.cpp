@@ -2,6 +2,7 @@
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
+#include <filesystem>
 
 #include <csignal>
 #include <memory>
@@ -161,6 +162,21 @@ TEST_F(ProcessTest, LogsAWaitForAChildThatSomebodyElseHasReaped) {
     EXPECT_EQ(process.wait(), -1);
 
     EXPECT_EQ(m_log.lines(), Strings{"4 src/Process: process: Failed waiting for true: No child processes"});
+}
+
+TEST_F(ProcessTest, KeepsNoDescriptorAfterAFailedFork) {
+    const auto open_descriptors = [] {
+        const std::filesystem::directory_iterator entries("/proc/self/fd");
+        return std::distance(begin(entries), end(entries));
+    };
+    const auto before = open_descriptors();
+    failing_calls::fork_error = EAGAIN;
+    Process process("stub");
+
+    EXPECT_EQ(process.run(), -1);
+    failing_calls::fork_error = 0;
+
+    EXPECT_EQ(open_descriptors(), before);
 }
 
 TEST_F(ProcessTest, LogsAFailedFork) {

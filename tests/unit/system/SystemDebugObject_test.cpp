@@ -78,6 +78,16 @@ TEST_F(SystemDebugObjectTest, CreatesTheRebootFileAndRemovesIt) {
     EXPECT_EQ(attribute("prevent_reboot"), "false");
 }
 
+TEST_F(SystemDebugObjectTest, MakesTheDirectoryOfItsMarkerFiles) {
+    const TempDirectory parent;
+    const SystemDebugObject debug(parent.file("m/").c_str());
+
+    debug.setRebootFlag(true);
+
+    EXPECT_TRUE(debug.getRebootFlag());
+    std::filesystem::remove_all(parent.file("m"));
+}
+
 TEST_F(SystemDebugObjectTest, CreatesTheWatchdogFileAndRemovesIt) {
     EXPECT_EQ(put(R"({"watchdog_disable":true})"), 200);
     EXPECT_TRUE(watchdogFileExists());
