@@ -14,7 +14,7 @@ constexpr const char* kModule = "terminald";
 constexpr const char* kStatusKey = "ram.status.system";
 constexpr const char* kButtonKey = "ram.status.system.reset_button.reset_pressed";
 constexpr const char* kButtonSecondsKey = "ram.status.system.reset_button.reset_pressed_seconds";
-constexpr uint32_t kRetryMs = 1000;
+constexpr uint32_t kLookMs = 1000;
 
 }  // namespace
 
@@ -49,10 +49,18 @@ void Terminal::update(uint32_t now_ms) {
     m_button.advance(now_ms);
     const Values values{static_cast<int32_t>(m_sequence.status()), static_cast<int32_t>(m_button.status()),
                         m_button.seconds()};
-    if (m_published != values) {
+    if (!is_shown(values)) {
         publish(values);
     }
     update_timer(now_ms);
+}
+
+// Asked of the database itself: nothing announces that it has been started anew and shows its factory values.
+bool Terminal::is_shown(const Values& values) {
+    Values shown{};
+    return config_read_int(kStatusKey, &shown.status) == CONFIG_OK &&
+           config_read_int(kButtonKey, &shown.button) == CONFIG_OK &&
+           config_read_int(kButtonSecondsKey, &shown.button_seconds) == CONFIG_OK && shown == values;
 }
 
 // All in one write, so that button and seconds never contradict each other.
@@ -66,27 +74,15 @@ void Terminal::publish(const Values& values) {
     const int result = config_modifyv(nullptr, std::size(elements), elements);
     if (result != CONFIG_OK) {
         logger_function(3, kModule, "cannot write the status: %d", result);
-        m_is_up_to_date = false;
         return;
     }
     logger_function(6, kModule, "status %d, reset button %d for %d s", values.status, values.button,
                     values.button_seconds);
-    m_published = values;
-    m_is_up_to_date = true;
 }
 
 void Terminal::update_timer(uint32_t now_ms) {
-    constexpr uint32_t kNever = UINT32_MAX;
-    const uint32_t left_ms =
-        std::min({m_sequence.time_left_ms(now_ms).value_or(kNever),
-                  m_button.time_left_ms(now_ms).value_or(kNever), m_is_up_to_date ? kNever : kRetryMs});
-    if (left_ms == kNever) {
-        if (m_timer != nullptr) {
-            fdloop_timer_del(m_loop, m_timer);
-            m_timer = nullptr;
-        }
-        return;
-    }
+    const uint32_t left_ms = std::min({m_sequence.time_left_ms(now_ms).value_or(kLookMs),
+                                       m_button.time_left_ms(now_ms).value_or(kLookMs), kLookMs});
     // At least one millisecond: an interval of 0 fires only once.
     const uint32_t interval_ms = std::max(left_ms, 1U);
     if (m_timer == nullptr) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
 #include "device/terminald/ResetButton.h"
 #include "device/terminald/StartSequence.h"
@@ -10,7 +9,7 @@ struct _fdloop_t;
 struct _fdloop_timer_t;
 
 // Terminal: the start sequence and the reset button, shown in the configuration.
-//   A write that the database does not take is repeated every second, with the values of then.
+//   The database is looked at every second: what it has not taken, or has lost in a restart, is written again.
 // Borrows: the loop, which outlives it; the configuration client is set up.
 // Threads: loop thread only.
 // Blocks:  every method until the database answers, or the bus in its place.
@@ -36,13 +35,12 @@ class Terminal {
 
     // Brings everything to this time: sequence, button, configuration, timer.
     void update(uint32_t now_ms);
+    [[nodiscard]] static bool is_shown(const Values& values);
     void publish(const Values& values);
     void update_timer(uint32_t now_ms);
 
     _fdloop_t* m_loop;
     StartSequence m_sequence;
     ResetButton m_button;
-    std::optional<Values> m_published;  // nothing until the database has taken some
-    bool m_is_up_to_date = false;
-    _fdloop_timer_t* m_timer = nullptr;  // null while nothing is to come
+    _fdloop_timer_t* m_timer = nullptr;
 };

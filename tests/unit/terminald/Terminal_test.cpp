@@ -98,8 +98,11 @@ TEST_F(TerminalTest, RepeatsAWriteThatWasNotTaken) {
     EXPECT_TRUE(pump_until(m_base.get(), [this] { return Value(kStatus) == 6; }));
 }
 
-TEST_F(TerminalTest, HasNothingToWaitForOnceItIsReadyAndWritten) {
-    const Terminal terminal(m_loop.get(), kReadyAtOnce);
+TEST_F(TerminalTest, ShowsItsStateAgainInADatabaseThatWasStartedAnew) {
+    Terminal terminal(m_loop.get(), kReadyAtOnce);
+    terminal.press_reset_button();
+    m_database.setInt(kStatus, 3);
+    m_database.setInt(kPressed, 0);
 
-    EXPECT_EQ(event_base_get_num_events(m_base.get(), EVENT_BASE_COUNT_ADDED), 1);  // the bus
+    EXPECT_TRUE(pump_until(m_base.get(), [this] { return Value(kStatus) == 6 && Value(kPressed) == 1; }));
 }
