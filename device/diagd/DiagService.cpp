@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -14,11 +15,13 @@
 #include "device/diagd/process_list.h"
 #include "device/diagd/report_archive.h"
 #include "device/diagd/unit_state.h"
+#include "runtime/fdloop_libevent.h"
 #include "runtime/logging.h"
 
 namespace {
 
 constexpr const char* kModule = "diagd";
+constexpr uint32_t kRetryMs = 1000;
 
 // The key also carries our own answers, and the registration is for all keys that begin like it.
 bool is_request(const config_data_t& element) {
@@ -52,6 +55,9 @@ DiagService::DiagService(_fdloop_t* loop, std::string directory)
 }
 
 DiagService::~DiagService() {
+    if (m_retry != nullptr) {
+        fdloop_timer_del(m_loop, m_retry);
+    }
     config_change_deregister(kKey, on_change, this);
 }
 
@@ -69,6 +75,7 @@ void DiagService::handle_request() {
         return;
     }
     logger_function(6, kModule, "making a report");
+    m_unwritten.clear();
     const std::string error = start_report();
     if (!error.empty()) {
         after_report(error);
@@ -107,10 +114,28 @@ void DiagService::publish(const std::string& error) {
     } else {
         logger_function(3, kModule, "no report: %s", error.c_str());
     }
-    std::string text = error.empty() ? kDone : "error: " + error;
-    config_data_t element{CONFIG_TYPE_STRING, kKey, text.data(), 0, 0, CONFIG_OK};
-    const int result = config_modifyv(nullptr, 1, &element);
-    if (result != CONFIG_OK) {
-        logger_function(3, kModule, "cannot write %s: %d", kKey, result);
+    m_unwritten = error.empty() ? kDone : "error: " + error;
+    write_result();
+}
+
+void DiagService::write_result() {
+    if (m_retry != nullptr) {
+        fdloop_timer_del(m_loop, m_retry);
+        m_retry = nullptr;
     }
+    if (m_unwritten.empty()) {
+        return;
+    }
+    config_data_t element{CONFIG_TYPE_STRING, kKey, m_unwritten.data(), 0, 0, CONFIG_OK};
+    const int result = config_modifyv(nullptr, 1, &element);
+    if (result == CONFIG_OK) {
+        m_unwritten.clear();
+        return;
+    }
+    logger_function(3, kModule, "cannot write %s: %d", kKey, result);
+    m_retry = fdloop_timer_add(m_loop, kRetryMs, on_retry, this);
+}
+
+void DiagService::on_retry(void* self, int, _fdloop_timer_t*) noexcept {
+    static_cast<DiagService*>(self)->write_result();
 }

@@ -7,6 +7,7 @@
 #include "device/diagd/ReportJob.h"
 
 struct _fdloop_t;
+struct _fdloop_timer_t;
 struct config_data_t;
 
 // DiagService: makes a report whenever "ram.diag.save" is set to kRequest, and sets the key to kDone or to an error
@@ -15,7 +16,8 @@ struct config_data_t;
 // Borrows: the loop, which outlives it; the configuration client is set up.
 // Threads: loop thread only.
 // Blocks:  the constructor and each request while the database is asked; the rest is done by a child process.
-// Errors:  a report is there completely, or the one before it stays and the key tells why.
+// Errors:  a report is there completely, or the one before it stays and the key tells why. A result that the database
+//          does not take is written again every second: who asked waits for it, and may not ask again before.
 class DiagService {
   public:
     static constexpr const char* kKey = "ram.diag.save";
@@ -36,9 +38,13 @@ class DiagService {
     [[nodiscard]] std::string start_report();
     void after_report(const std::string& error);
     void publish(const std::string& error);
+    void write_result();
+    static void on_retry(void* self, int, _fdloop_timer_t*) noexcept;
 
     _fdloop_t* m_loop;
     std::string m_directory;
     std::unique_ptr<ReportFile> m_file;  // as m_job
     std::unique_ptr<ReportJob> m_job;    // null while no report is being made
+    std::string m_unwritten;             // what the key does not say yet, "" for nothing
+    _fdloop_timer_t* m_retry = nullptr;  // while there is something unwritten
 };

@@ -28,15 +28,19 @@ class RunningDatabase : public testing::Test {
         setenv("CBUS_ADDR", m_address.c_str(), 1);
         m_bus = Start(CBUSD_PROGRAM, {"-a", m_address});
         ASSERT_TRUE(m_bus->awaitOutput("listening")) << m_bus->output();
-        m_database = Start(CONFIGD_PROGRAM,
-                           {"-a", m_address, "-s", m_directory.file("store.db"), "-f", SHIPPED_FACTORY_FILE});
-        ASSERT_TRUE(m_database->awaitOutput("serving")) << m_database->output();
+        StartDatabase();
         m_connection.reset(cbus_conn_create(m_loop.get(), "CBUS_CONNECTION"));
         ASSERT_NE(m_connection, nullptr);
         config_init_cbus(m_connection.get(), nullptr);
         // Wakes the loop while it is turned, when nothing else does.
         fdloop_timer_add(
             m_loop.get(), 10, [](void*, int, _fdloop_timer_t*) {}, nullptr);
+    }
+
+    void StartDatabase() {
+        m_database = Start(CONFIGD_PROGRAM,
+                           {"-a", m_address, "-s", m_directory.file("store.db"), "-f", SHIPPED_FACTORY_FILE});
+        ASSERT_TRUE(m_database->awaitOutput("serving")) << m_database->output();
     }
 
     [[nodiscard]] std::unique_ptr<Program> Start(const std::string& path,

@@ -87,6 +87,19 @@ TEST_F(DiagServiceTest, AReportThatFailsLeavesTheLastOne) {
     EXPECT_EQ(FileText(m_reports.file("diag_report.tar.gz")), "the last one");
 }
 
+TEST_F(DiagServiceTest, WritesItsResultOnceTheDatabaseIsThereAgain) {
+    Serve();
+    ASSERT_EQ(Write(DiagService::kKey, "/tmp/"), 0);
+    ASSERT_TRUE(Await([this] { return !NamesIn(m_reports.path()).empty(); }));
+    m_database.reset();
+    ASSERT_TRUE(Await(
+        [this] { return NamesIn(m_reports.path()) == std::vector<std::string>{"diag_report.tar.gz"}; }));
+
+    StartDatabase();
+
+    EXPECT_TRUE(Await([] { return Read(DiagService::kKey) == DiagService::kDone; }));
+}
+
 TEST_F(DiagServiceTest, HearsNothingOnceItIsGone) {
     Serve();
     m_service.reset();
