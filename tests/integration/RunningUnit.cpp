@@ -96,6 +96,7 @@ Program& RunningUnit::startOther(const std::string& path, std::vector<std::strin
 }
 
 void RunningUnit::startDaemon() {
+    m_daemon.reset();  // the one before has the port
     const std::map<std::string, std::string> environment{{"CBUS_ADDR", m_bus_address},
                                                          {"MRV_JSON_RPC_TEST", "1"},
                                                          {"ORVALE_MISC", m_directory.string() + "/"}};
