@@ -18,3 +18,11 @@ std::optional<std::int32_t> config_entry_int(const config_data_t& entry) {
     std::memcpy(&number, entry.value, sizeof number);
     return number;
 }
+
+std::string config_entry_printable(const config_data_t& entry) {
+    if (entry.type == CONFIG_TYPE_INT) {
+        const auto number = config_entry_int(entry);
+        return number ? std::to_string(*number) : std::string();
+    }
+    return entry.type == CONFIG_TYPE_STRING ? config_entry_text(entry) : std::string();
+}

@@ -13,3 +13,6 @@
 
 // The number of an integer entry; nothing when it has no value or one of another size.
 [[nodiscard]] std::optional<std::int32_t> config_entry_int(const config_data_t& entry);
+
+// The value of a string or an integer entry for a log line; empty for any other.
+[[nodiscard]] std::string config_entry_printable(const config_data_t& entry);

@@ -44,14 +44,6 @@ const char* attribute_of(const char* key) {
     return found != std::end(kStrings) ? found->name : nullptr;
 }
 
-std::string printable_value(const config_data_t& entry) {
-    if (entry.type == CONFIG_TYPE_INT) {
-        const auto number = config_entry_int(entry);
-        return number ? std::to_string(*number) : std::string();
-    }
-    return entry.type == CONFIG_TYPE_STRING ? config_entry_text(entry) : std::string();
-}
-
 }  // namespace
 
 SystemOemSnmpObject::~SystemOemSnmpObject() {
@@ -120,7 +112,7 @@ void SystemOemSnmpObject::updateFromConfig(unsigned int count, const config_data
     logger_function(6, kModule, "OemSnmp: updateFromConfig()");
     for (unsigned int i = 0; i < count; ++i) {
         logger_function(6, kModule, "OemSnmp: Received message %s %s", data[i].key,
-                        printable_value(data[i]).c_str());
+                        config_entry_printable(data[i]).c_str());
         if (const char* attribute = attribute_of(data[i].key)) {
             replaceAttribute(attribute, data[i]);
         }

@@ -54,14 +54,6 @@ bool is_rule_attribute(const std::string& name) {
     return name == kSelector || name == kAction;
 }
 
-std::string printable_value(const config_data_t& data) {
-    if (data.type == CONFIG_TYPE_INT) {
-        const auto number = config_entry_int(data);
-        return number ? std::to_string(*number) : std::string();
-    }
-    return data.type == CONFIG_TYPE_STRING ? config_entry_text(data) : std::string();
-}
-
 // Null when the object has no such text.
 const char* text_of(const cJSON* object, const char* name) {
     char* text = nullptr;
@@ -147,7 +139,8 @@ void SystemSyslogCollection::updateFromConfig(unsigned int count, const config_d
 }
 
 void SystemSyslogCollection::applyKey(const config_data_t& data) {
-    logger_function(7, kModule, "Received config message %s %s", data.key, printable_value(data).c_str());
+    logger_function(7, kModule, "Received config message %s %s", data.key,
+                    config_entry_printable(data).c_str());
     const auto key = parse_key(data.key);
     if (!key) {
         logger_function(7, kModule, "NOT Relevant data");

@@ -46,3 +46,12 @@ TEST(ConfigEntryInt, IsNothingForAnotherSize) {
 TEST(ConfigEntryInt, IsNothingWithoutAValue) {
     EXPECT_EQ(config_entry_int(entry(CONFIG_TYPE_INT, nullptr, 0)), std::nullopt);
 }
+
+TEST(ConfigEntryPrintable, ShowsTextsAndNumbersAndNothingElse) {
+    char text[] = "text";
+    int32_t number = -7;
+
+    EXPECT_EQ(config_entry_printable({CONFIG_TYPE_STRING, "key", text, 5, 5, 0}), "text");
+    EXPECT_EQ(config_entry_printable({CONFIG_TYPE_INT, "key", &number, 4, 4, 0}), "-7");
+    EXPECT_EQ(config_entry_printable({CONFIG_TYPE_BINARY, "key", text, 5, 5, 0}), "");
+}
