@@ -1,17 +1,13 @@
 #include "comparison.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <vector>
+
+#include "median.h"
 
 namespace {
 
 constexpr int kRounds = 7;
-
-double median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + kRounds / 2, values.end());
-    return values[kRounds / 2];
-}
 
 }  // namespace
 

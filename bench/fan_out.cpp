@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <vector>
 
 #include "RunningUnit.h"
+#include "arrival.h"
 #include "cbus/cbus.h"
 #include "config_client/config_client_api.h"
 #include "fan_out_floor.h"
+#include "median.h"
 
 namespace {
 
@@ -17,19 +18,11 @@ constexpr const char* kKey = "ram.system.test.c";
 constexpr const char* kSubscription =
     R"({"path": "/example/subscriptions/example/test", "data": {"data_include": "UPDATED"}})";
 constexpr size_t kNotifications = 20000;  // a round
-constexpr int kRounds = 7;
+constexpr int kRounds = 15;
 
 [[noreturn]] void fail(const char* what) {
     std::fprintf(stderr, "bench: %s\n", what);
     std::exit(1);
-}
-
-// Processor time of the process so far, in microseconds.
-double used_us(pid_t pid) {
-    std::ifstream file("/proc/" + std::to_string(pid) + "/schedstat");
-    double nanoseconds = 0;
-    file >> nanoseconds;
-    return nanoseconds / 1000.0;
 }
 
 void change(int& value) {
@@ -38,25 +31,31 @@ void change(int& value) {
     }
 }
 
-// Connections of which the first half always hears of changes and the second half at will.
+// Connections of which as many hear of changes as is asked for: always the ones with the lowest sessions, because
+// notifications go out in the order of sessions.
 class Subscribers {
   public:
-    Subscribers(RunningUnit& unit, size_t half) : m_pid(unit.daemon().pid()), m_half(half) {
-        for (size_t i = 0; i < 2 * half; ++i) {
+    Subscribers(RunningUnit& unit, size_t count) {
+        for (size_t i = 0; i < count; ++i) {
             m_clients.push_back(unit.rpc());
-            // The session begins here, and notifications go out in the order of sessions.
+            // The session begins here, in the order of the connections.
             ask(m_clients[i], "create");
+            ask(m_clients[i], "delete");
         }
-        askSecondHalf("delete");
     }
 
-    // What each of the second half adds to the daemon's processor time for a change, in microseconds.
-    double marginalCost(size_t changes, int& value) {
-        const double first = cost(changes, value, m_half);
-        askSecondHalf("create");
-        const double both = cost(changes, value, 2 * m_half);
-        askSecondHalf("delete");
-        return (both - first) / static_cast<double>(m_half);
+    // What each subscriber takes, in microseconds, when `count` of them hear of a change: the median of the changes
+    // of a round.
+    double arrivalUs(size_t count, int& value) {
+        listen(count);
+        const auto has_arrived = [this](size_t client) { return m_clients[client].hasArrived(); };
+        std::vector<double> costs;
+        for (size_t i = 0; i < kNotifications / count; ++i) {
+            change(value);
+            costs.push_back(arrival_us(has_arrived, count));
+            receiveAll();
+        }
+        return median(costs);
     }
 
   private:
@@ -67,52 +66,44 @@ class Subscribers {
         }
     }
 
-    void askSecondHalf(const char* method) {
-        for (size_t i = m_half; i < 2 * m_half; ++i) {
-            ask(m_clients[i], method);
+    void listen(size_t count) {
+        for (; m_listening < count; ++m_listening) {
+            ask(m_clients[m_listening], "create");
+        }
+        for (; m_listening > count; --m_listening) {
+            ask(m_clients[m_listening - 1], "delete");
         }
     }
 
-    // The mean of that many changes, each heard by everybody before the next.
-    double cost(size_t changes, int& value, size_t hearing) {
-        const double before = used_us(m_pid);
-        for (size_t i = 0; i < changes; ++i) {
-            change(value);
-            // The last to be served first, so that one wait is enough and no subscriber wakes us up by itself.
-            for (size_t client = hearing; client-- > 0;) {
-                if (m_clients[client].receive() == nullptr) {
-                    fail("a notification did not come");
-                }
+    void receiveAll() {
+        for (size_t client = 0; client < m_listening; ++client) {
+            if (m_clients[client].receive() == nullptr) {
+                fail("a notification did not come");
             }
         }
-        return (used_us(m_pid) - before) / static_cast<double>(changes);
     }
 
-    pid_t m_pid;
-    size_t m_half;
+    size_t m_listening = 0;
     std::vector<RpcClient> m_clients;
 };
 
-double median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + kRounds / 2, values.end());
-    return values[kRounds / 2];
-}
-
-struct Cost {
-    double daemon;
-    double floor;
+// One size: the daemon's figure, the bare sender's, and what the one is of the other, round by round.
+struct Size {
+    size_t count;
+    std::vector<double> daemon;
+    std::vector<double> floor;
+    std::vector<double> ratio;
 };
 
-// Both in turn, so that a change of the machine's speed meets both.
-Cost marginal_cost(RunningUnit& unit, size_t count, int& value) {
-    Subscribers subscribers(unit, count / 2);
-    std::vector<double> costs;
-    std::vector<double> floors;
-    for (int round = 0; round < kRounds; ++round) {
-        floors.push_back(fan_out_floor_us(count));
-        costs.push_back(subscribers.marginalCost(2 * kNotifications / count, value));
-    }
-    return {median(costs), median(floors)};
+void measure_round(Subscribers& subscribers, Size& size, int& value) {
+    size.floor.push_back(FanOutFloor(size.count).arrivalUs(kNotifications / size.count));
+    size.daemon.push_back(subscribers.arrivalUs(size.count, value));
+    size.ratio.push_back(size.daemon.back() / size.floor.back());
+}
+
+double spread(const std::vector<double>& values) {
+    const auto [least, most] = std::ranges::minmax(values);
+    return most / least;
 }
 
 }  // namespace
@@ -121,13 +112,22 @@ void fan_out_print(RunningUnit& unit) {
     // A resource follows its keys from the first request on.
     unit.rpc().call("read", R"({"path": "/example/test"})");
     int value = 0;
-    std::vector<double> own;
-    for (const size_t count : {size_t{10}, size_t{100}, size_t{1000}}) {
-        const Cost each = marginal_cost(unit, count, value);
-        own.push_back(each.daemon - each.floor);
-        std::printf("one change, each of %4zu subscribers %8.2f   floor %10.2f us           own   %.2f\n",
-                    count, each.daemon, each.floor, own.back());
+    std::vector<Size> sizes = {{10, {}, {}, {}}, {100, {}, {}, {}}, {1000, {}, {}, {}}};
+    Subscribers subscribers(unit, sizes.back().count);
+    // All sizes in each round, so that a change of the machine's speed meets all of them.
+    for (int round = 0; round < kRounds; ++round) {
+        for (Size& size : sizes) {
+            measure_round(subscribers, size, value);
+        }
     }
-    const auto [cheapest, dearest] = std::ranges::minmax(own);
-    std::printf("%-34s %10.2f   (at most 1.20)\n", "the dearest own beside the cheapest", dearest / cheapest);
+    std::vector<double> costs;
+    std::vector<double> ratios;
+    for (const Size& size : sizes) {
+        costs.push_back(median(size.daemon));
+        ratios.push_back(median(size.ratio));
+        std::printf("one change, each of %4zu subscribers %8.2f   floor %10.2f us           ratio %.2f\n",
+                    size.count, costs.back(), median(size.floor), ratios.back());
+    }
+    std::printf("the dearest of them beside the cheapest %5.2f   beside their floors %.2f (at most 1.20)\n",
+                spread(costs), spread(ratios));
 }

@@ -1,5 +1,6 @@
 #include "fan_out_floor.h"
 
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -7,22 +8,50 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <ctime>
 #include <string>
-#include <utility>
-#include <vector>
 
+#include "arrival.h"
+#include "median.h"
 #include "pinned.h"
-#include "runtime/c_owner.h"
 
 namespace {
 
-constexpr size_t kTexts = 20000;
 constexpr size_t kTextBytes = 160;  // about what a notification of the fan-out has
 
-using Pair = std::pair<UniqueFd, UniqueFd>;
+}  // namespace
 
-Pair socket_pair() {
+FanOutFloor::FanOutFloor(size_t receivers) : m_turn(makePair()) {
+    for (size_t i = 0; i < receivers; ++i) {
+        m_connections.push_back(makePair());
+    }
+    m_sender = fork();
+    if (m_sender == 0) {
+        sendForEver();
+    }
+}
+
+FanOutFloor::~FanOutFloor() {
+    kill(m_sender, SIGKILL);
+    waitpid(m_sender, nullptr, 0);
+}
+
+double FanOutFloor::arrivalUs(size_t rounds) {
+    std::vector<double> costs;
+    for (size_t round = 0; round < rounds; ++round) {
+        if (write(m_turn.second.get(), "", 1) != 1) {
+            std::abort();
+        }
+        const auto has_arrived = [this](size_t receiver) {
+            pollfd look{m_connections[receiver].second.get(), POLLIN, 0};
+            return poll(&look, 1, 0) == 1;
+        };
+        costs.push_back(arrival_us(has_arrived, m_connections.size()));
+        receiveAll();
+    }
+    return median(costs);
+}
+
+FanOutFloor::Pair FanOutFloor::makePair() {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         std::abort();
@@ -30,65 +59,26 @@ Pair socket_pair() {
     return {UniqueFd(ends[0]), UniqueFd(ends[1])};
 }
 
-double used_us() {
-    timespec used{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-    return static_cast<double>(used.tv_sec) * 1e6 + static_cast<double>(used.tv_nsec) / 1e3;
-}
-
-// The last first, as the subscribers of the fan-out read.
-[[noreturn]] void receive_for_ever(const std::vector<Pair>& connections, const Pair& turn) {
+void FanOutFloor::sendForEver() const {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    pin_process(0, kAskingCpu);
-    char text[4096];
-    for (;;) {
-        for (size_t i = connections.size(); i-- > 0;) {
-            if (read(connections[i].second.get(), text, sizeof text) <= 0) {
-                _exit(0);
+    pin_process(0, kServingCpu);
+    const std::string text(kTextBytes, 'x');
+    char turn = 0;
+    while (read(m_turn.first.get(), &turn, 1) == 1) {
+        for (const Pair& connection : m_connections) {
+            if (send(connection.first.get(), text.data(), text.size(), MSG_NOSIGNAL) < 0) {
+                _exit(1);
             }
-        }
-        if (write(turn.second.get(), "", 1) != 1) {
-            _exit(0);
         }
     }
+    _exit(0);
 }
 
-double send_rounds(const std::vector<Pair>& connections, const Pair& turn) {
-    const std::string text(kTextBytes, 'x');
-    const size_t rounds = kTexts / connections.size();
-    double us = 0;
-    for (size_t round = 0; round < rounds; ++round) {
-        const double before = used_us();
-        for (const Pair& connection : connections) {
-            if (send(connection.first.get(), text.data(), text.size(), MSG_NOSIGNAL) < 0) {
-                std::abort();
-            }
-        }
-        us += used_us() - before;
-        char done = 0;
-        if (read(turn.first.get(), &done, 1) != 1) {
+void FanOutFloor::receiveAll() const {
+    char text[4096];
+    for (const Pair& connection : m_connections) {
+        if (read(connection.second.get(), text, sizeof text) <= 0) {
             std::abort();
         }
     }
-    return us / static_cast<double>(rounds * connections.size());
-}
-
-}  // namespace
-
-double fan_out_floor_us(size_t receivers) {
-    std::vector<Pair> connections;
-    for (size_t i = 0; i < receivers; ++i) {
-        connections.push_back(socket_pair());
-    }
-    const Pair turn = socket_pair();
-    const pid_t receiver = fork();
-    if (receiver == 0) {
-        receive_for_ever(connections, turn);
-    }
-    pin_process(0, kServingCpu);
-    const double us = send_rounds(connections, turn);
-    pin_process(0, kAskingCpu);
-    kill(receiver, SIGKILL);
-    waitpid(receiver, nullptr, 0);
-    return us;
 }

@@ -1,5 +1,7 @@
 #include "src/rpc/NotificationManager.h"
 
+#include <iterator>
+
 #include "runtime/logging.h"
 #include "src/base/owners.h"
 #include "src/rpc/RPCServer.h"
@@ -42,11 +44,26 @@ void NotificationManager::removeTransport(RPCTransport* transport) {
     }
     logger_function(7, kModule, "removeTransport() sessionID: ");
     std::erase_if(transports, [transport](const auto& entry) { return entry.second == transport; });
+    m_next = transports.end();
+}
+
+RPCTransport* NotificationManager::transportOf(unsigned int sessionId) {
+    const bool is_next = m_next != transports.end() && m_next->first == sessionId;
+    const auto found = is_next ? m_next : transports.find(sessionId);
+    if (found == transports.end()) {
+        return nullptr;
+    }
+    m_next = std::next(found);
+    if (m_next != transports.end()) {
+        // Its connection has rested since the last change; by the time its turn comes the cache has it again.
+        __builtin_prefetch(m_next->second);
+    }
+    return found->second;
 }
 
 void NotificationManager::notify(unsigned int sessionId, const char* method, const char* path, cJSON* data) {
-    const auto found = transports.find(sessionId);
-    if (found == transports.end()) {
+    RPCTransport* const transport = transportOf(sessionId);
+    if (transport == nullptr) {
         logger_function(4, kModule, "Transport NOT found");
         return;
     }
@@ -56,5 +73,5 @@ void NotificationManager::notify(unsigned int sessionId, const char* method, con
         // A reference: the text is printed before the caller goes on, a copy would tell the same.
         cJSON_AddItemReferenceToObject(params.get(), "data", data);
     }
-    found->second->getServer()->sendNotification(method, params.get(), found->second);
+    transport->getServer()->sendNotification(method, params.get(), transport);
 }

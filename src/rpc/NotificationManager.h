@@ -32,5 +32,11 @@ class NotificationManager final {
   private:
     void notify(unsigned int sessionId, const char* method, const char* path, cJSON* data);
 
-    std::map<unsigned int, RPCTransport*> transports;
+    // Null for a session without a connection.
+    RPCTransport* transportOf(unsigned int sessionId);
+
+    using TransportMap = std::map<unsigned int, RPCTransport*>;
+    TransportMap transports;
+    // Behind the one found last: a change is told in session order, and looking here first spares the search.
+    TransportMap::iterator m_next = transports.end();
 };

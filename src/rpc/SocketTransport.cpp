@@ -36,6 +36,10 @@ void on_read(bufferevent* connection, void* context) noexcept {
     transport_of(context, kReadWithoutContext)->onRead(connection);
 }
 
+void on_written(bufferevent*, void* context) noexcept {
+    static_cast<SocketTransport*>(context)->onWritten();
+}
+
 void on_event(bufferevent* connection, short events, void* context) noexcept {
     transport_of(context, kEventWithoutContext)->onEvent(connection, events);
 }
@@ -72,7 +76,7 @@ SocketTransport::SocketTransport(RPCServer* server, event_base* base) : RPCTrans
 }
 
 SocketTransport::SocketTransport(RPCServer* server, event_base* base, bufferevent* connection)
-    : RPCTransport(server), m_connection(connection) {
+    : RPCTransport(server), m_descriptor(bufferevent_getfd(connection)), m_connection(connection) {
     init(server, base);
 }
 
@@ -116,7 +120,7 @@ void SocketTransport::onAccept(evconnlistener* listener, int fd, sockaddr*, int)
     }
     static_cast<void>(descriptor.release());
     auto* transport = new SocketTransport(getServer(), base, connection);
-    bufferevent_setcb(connection, on_read, nullptr, on_event, transport);
+    bufferevent_setcb(connection, on_read, on_written, on_event, transport);
     bufferevent_enable(connection, EV_READ | EV_WRITE);
     RPCTransport::add(transport);
 }
@@ -190,27 +194,36 @@ void SocketTransport::sendData(const char* text) {
     if (m_isClosing) {
         return;
     }
-    evbuffer* output = bufferevent_get_output(m_connection.get());
-    const size_t waiting = evbuffer_get_length(output);
     std::string_view rest(text);
-    if (waiting == 0) {
+    if (!m_isOutputWaiting) {
         rest.remove_prefix(sendNow(rest));
-    } else if (waiting + rest.size() > kMaxWaitingBytes) {
-        // One text alone may be longer: its reader has had no time to read it.
-        closeSoon("it does not read what it is sent");
-        return;
     }
     if (!rest.empty()) {
-        evbuffer_add(output, rest.data(), rest.size());
+        sendLater(rest);
     }
 }
 
 // What the socket takes at once, which is nearly always all: the loop's way of sending, by waiting until the socket is
 // ready, is most of what a notification to many costs. Whatever goes wrong here, the loop will meet it as well.
-size_t SocketTransport::sendNow(std::string_view text) {
-    const ssize_t sent =
-        send(bufferevent_getfd(m_connection.get()), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+size_t SocketTransport::sendNow(std::string_view text) const {
+    const ssize_t sent = send(m_descriptor, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     return sent > 0 ? static_cast<size_t>(sent) : 0;
+}
+
+void SocketTransport::sendLater(std::string_view text) {
+    evbuffer* output = bufferevent_get_output(m_connection.get());
+    const size_t waiting = evbuffer_get_length(output);
+    // One text alone may be longer: its reader has had no time to read it.
+    if (waiting > 0 && waiting + text.size() > kMaxWaitingBytes) {
+        closeSoon("it does not read what it is sent");
+        return;
+    }
+    m_isOutputWaiting = true;
+    evbuffer_add(output, text.data(), text.size());
+}
+
+void SocketTransport::onWritten() {
+    m_isOutputWaiting = false;
 }
 
 // On the next loop turn, by the road of any other end: whoever is sending at this moment still walks lists

@@ -45,6 +45,7 @@ class SocketTransport : public RPCTransport {
     // What the loop calls.
     void onAccept(evconnlistener* listener, int fd, sockaddr* peer, int peer_size);
     void onRead(bufferevent* connection);
+    void onWritten();
     void onEvent(bufferevent* connection, short events);
     // Without descriptors or memory accepting pauses for kAcceptPauseMs; any other error ends the main loop.
     void onError(evconnlistener* listener);
@@ -55,15 +56,20 @@ class SocketTransport : public RPCTransport {
     static constexpr int kAcceptPauseMs = 500;
 
     void receive(std::string_view text);
-    size_t sendNow(std::string_view text);
+    size_t sendNow(std::string_view text) const;
+    void sendLater(std::string_view text);
     void closeSoon(const char* reason);
     void pauseAccepting();
 
     static event_base* m_eventbase;
 
-    MessageScanner m_scanner;
+    // What a text needs that the socket takes at once stands together, and of the bufferevent it needs nothing: with
+    // a thousand connections each further line of memory is one that the cache does not hold.
+    int m_descriptor = -1;  // of m_connection, which owns it
     bool m_isClosing = false;
+    bool m_isOutputWaiting = false;
     BuffereventPtr m_connection;
+    MessageScanner m_scanner;
     // Only the listening object has these two; the timer refers to the listener and goes before it.
     ListenerPtr m_listener;
     EventPtr m_resumeAccepting;

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <algorithm>
+#include <vector>
+
+// Of one value or more.
+inline double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
