@@ -110,11 +110,11 @@ std::optional<UriMatch> findMatch(const std::string& uri, HabHandlerListEntry& e
         return found->second;
     }
     std::optional<UriMatch> match = runExpression(uri, entry);
-    if (match && uri.size() <= kMaxRememberedLength) {
+    if (uri.size() <= kMaxRememberedLength) {
         if (entry.recent.size() >= kMaxRemembered) {
             entry.recent.clear();
         }
-        entry.recent.emplace(uri, *match);
+        entry.recent.emplace(uri, match);
     }
     return match;
 }

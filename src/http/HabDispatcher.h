@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -35,8 +36,9 @@ struct HabHandlerListEntry {
     std::vector<std::string> names;  // the placeholders, in the order of the template
 
     bool compiled = false;
-    // Matches of URIs that were asked for lately: the expression is the dearest step on the road of a request.
-    std::unordered_map<std::string, UriMatch> recent;
+    // What URIs that were asked for lately match, if anything: the expression is the dearest step on the road of a
+    // request, and every request passes the entries before its own.
+    std::unordered_map<std::string, std::optional<UriMatch>> recent;
 };
 
 // HabDispatcher: finds the handler of a request by URI and method, binds the session and checks its access

@@ -192,6 +192,18 @@ TEST_F(HabDispatcherTest, RemembersABoundedNumberOfUrisPerEntry) {
     EXPECT_EQ(request.parameter("main_res").size(), 10000U);
 }
 
+TEST_F(HabDispatcherTest, RemembersThatAUriDoesNotMatch) {
+    HabHandlerListEntry entry;
+    ASSERT_EQ(regcomp(&entry.regex, "/api/([a-z0-9]+)", REG_EXTENDED), 0);
+    entry.compiled = true;
+    entry.names = {"main_res"};
+    LocalRequest request("GET", "/other");
+
+    EXPECT_EQ(HabDispatcher::matchCheck(&request, "/other", &entry), 0);
+    EXPECT_EQ(entry.recent.count("/other"), 1U);
+    EXPECT_EQ(HabDispatcher::matchCheck(&request, "/other", &entry), 0);
+}
+
 TEST_F(HabDispatcherTest, NeverTakesAPlaceholderFromTheQueryString) {
     Register(kApi);
     LocalRequest request("GET", "/api", "main_res=closed&sub1=x&other=1");
