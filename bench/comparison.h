@@ -12,6 +12,6 @@ struct Comparison {
     std::function<double()> measure_floor;
 };
 
-// Measures both sides in turn, so that a change of the machine's speed meets both, and prints the medians and
-// their ratio in a line.
+// Measures both sides in turn, so that a change of the machine's speed meets both, and prints the medians of the
+// figures and of their ratios in a line.
 void comparison_print(const Comparison& comparison);

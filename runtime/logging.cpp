@@ -21,6 +21,9 @@ const char* level_name(int level) {
     return level >= 0 && level <= 7 ? kNames[level] : "?";
 }
 
+// What syslog filters by; at first it lets everything through.
+std::atomic<std::uint32_t> syslog_mask{0xff};
+
 // Answers whether the mask has changed since the last line.
 bool apply_new_log_mask() {
     const std::uint32_t wanted = new_log_mask;
@@ -74,7 +77,11 @@ void log_console(int level, const char* file, const char* format, ...) {
 void log_syslog(int level, const char* file, const char* format, ...) {
     if (apply_new_log_mask()) {
         closelog();
-        setlogmask(static_cast<int>(current_log_mask.load()));
+        // A mask of no level at all would only ask for the one in force.
+        if (const std::uint32_t mask = current_log_mask; mask != 0) {
+            syslog_mask = mask;
+            setlogmask(static_cast<int>(mask));
+        }
     }
     // Before every line: the connection survives it, and a changed identity takes effect.
     openlog(p_log_identity, 0, LOG_USER);
@@ -82,7 +89,7 @@ void log_syslog(int level, const char* file, const char* format, ...) {
     // syslog filters by its own mask, and every line is handed to it. A message that it is going to drop need not be
     // laid out for that: of a daemon in use most lines are debug lines that nobody asked for.
     char message[kMessageSize] = {};
-    if ((setlogmask(0) & LOG_MASK(LOG_PRI(level))) != 0) {
+    if ((syslog_mask & LOG_MASK(LOG_PRI(level))) != 0) {
         va_list args;
         va_start(args, format);
         std::vsnprintf(message, sizeof message, format, args);
