@@ -1,6 +1,5 @@
 #include "device/eventd/EventHandler.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "device/eventd/event_database.h"
@@ -14,38 +13,33 @@ constexpr const char* kModule = "eventd";
 }  // namespace
 
 bool EventHandler::restore() {
-    std::optional<StoredEvents> stored = event_database_read();
-    if (!stored) {
+    const auto stored = event_database_read();
+    auto severities = event_database_read_severities();
+    if (!stored || !severities) {
         return false;
     }
-    m_list = EventList(std::move(stored->events));
-    if (!stored->is_whole) {
-        // Its readers must not count on from positions that are not ours. The events in front of the foreign value are
-        // missing after this, and so written again.
-        logger_function(4, kModule, "foreign values in the list, only its first %zu events stay",
-                        m_list.events().size());
-        event_database_delete();
+    std::vector<UserEvent> events;
+    while (events.size() < stored->size() && (*stored)[events.size()].event) {
+        events.push_back(*(*stored)[events.size()].event);
     }
-    learn_severities();
+    m_list = EventList(std::move(events));
+    // What was announced meanwhile counts for more.
+    m_severities.merge(*severities);
     m_is_restored = true;
     for (const Waiting& signal : std::exchange(m_waiting, {})) {
         take(signal);
     }
-    m_stored.bring_up_to_date();
+    check_database();
     return true;
 }
 
-// Definitions are sent once, when their program starts: what this process has missed or forgotten since is in the
-// events that it kept.
-void EventHandler::learn_severities() {
-    std::map<uint32_t, uint8_t> kept;
-    for (const UserEvent& event : m_list.events()) {
-        if (event.severity <= kEventSeverityFatal) {
-            uint8_t& severity = kept[event.ev_id];
-            severity = std::max(severity, event.severity);
-        }
+// Definitions are sent once, when their program starts: a handler that starts after that finds them in the database.
+void EventHandler::check_database() {
+    m_stored.bring_up_to_date();
+    const auto stored = event_database_read_severities();
+    if (stored && *stored != m_severities) {
+        static_cast<void>(event_database_write_severities(m_severities));
     }
-    m_severities.merge(kept);
 }
 
 void EventHandler::handle_signal(std::string_view name, std::string_view data, uint32_t now_s) {
@@ -74,6 +68,9 @@ bool EventHandler::register_definitions(std::string_view data) {
             break;
         }
         m_severities[row.ev_id] = static_cast<uint8_t>(row.severity);
+    }
+    if (m_is_restored) {
+        check_database();
     }
     return true;
 }
@@ -108,18 +105,13 @@ void EventHandler::apply(const EventReport& report, uint32_t now_s) {
     const auto defined = m_severities.find(report.ev_id);
     const uint8_t severity =
         defined != m_severities.end() ? defined->second : static_cast<uint8_t>(kEventSeverityInfo);
-    if (const auto changed = m_list.report(report, severity, now_s)) {
-        m_stored.mark(*changed);
+    if (m_list.report(report, severity, now_s)) {
         m_stored.bring_up_to_date();
     }
 }
 
 void EventHandler::apply(const Clear& clear, uint32_t now_s) {
-    const std::vector<unsigned> changed = m_list.end(clear.ev_id, now_s);
-    if (!changed.empty()) {
-        for (const unsigned position : changed) {
-            m_stored.mark(position);
-        }
+    if (!m_list.end(clear.ev_id, now_s).empty()) {
         m_stored.bring_up_to_date();
     }
 }

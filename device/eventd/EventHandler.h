@@ -1,13 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string_view>
 #include <variant>
 #include <vector>
 
 #include "device/eventd/EventList.h"
 #include "device/eventd/StoredList.h"
+#include "device/eventd/event_database.h"
 
 // EventHandler: what the signals of the unit's programs do to the list of events.
 // Threads: the thread of the configuration client only.
@@ -16,7 +16,7 @@
 // Units:   seconds of px_time().
 class EventHandler {
   public:
-    static constexpr size_t kMaxDefinitions = 1000;
+    static constexpr size_t kMaxDefinitions = kMaxEventSeverities;
     static constexpr size_t kMaxWaiting = 1000;
 
     EventHandler() = default;
@@ -32,7 +32,7 @@ class EventHandler {
     void handle_signal(std::string_view name, std::string_view data, uint32_t now_s);
 
     // Now and then, for the database that was away: what it has lost or missed is written.
-    void check_database() { m_stored.bring_up_to_date(); }
+    void check_database();
 
     [[nodiscard]] const EventList& list() const { return m_list; }
 
@@ -51,11 +51,10 @@ class EventHandler {
     void take(const Waiting& signal);
     void apply(const EventReport& report, uint32_t now_s);
     void apply(const Clear& clear, uint32_t now_s);
-    void learn_severities();
 
     EventList m_list;
     StoredList m_stored{m_list};
-    std::map<uint32_t, uint8_t> m_severities;  // by ev_id
-    std::vector<Waiting> m_waiting;            // until the list is restored
+    EventSeverities m_severities;
+    std::vector<Waiting> m_waiting;  // until the list is restored
     bool m_is_restored = false;
 };

@@ -19,13 +19,15 @@ UserEvent updated(const UserEvent& event, const EventReport& report, uint8_t sev
     after.severity = severity;
     after.state = static_cast<uint8_t>(report.state);
     after.info = report.info;
-    // A notification is over as soon as it is made: each one is a new occurrence.
+    // A notification is over as soon as it is made: each one is a new occurrence, which the count tells from the one
+    // before, also within a second.
     const bool is_notification = report.state == kEventStateNone;
+    after.extra += is_notification ? 1 : 0;
     const bool goes_on = is_active(after) && !is_active(event);
     if (is_notification || goes_on) {
         after.on_time = now_s;
     }
-    if (is_notification || after != event) {
+    if (after != event) {
         after.ev_time = now_s;
     }
     return after;
@@ -41,8 +43,7 @@ std::optional<unsigned> EventList::report(const EventReport& report, uint8_t sev
     if (const auto held = find(report)) {
         UserEvent& event = m_events[*held];
         const UserEvent before = std::exchange(event, updated(event, report, severity, now_s));
-        const bool is_change = event != before || report.state == kEventStateNone;
-        return is_change ? held : std::nullopt;
+        return event != before ? held : std::nullopt;
     }
     if (report.state == kEventStateOff) {
         return std::nullopt;

@@ -1,6 +1,7 @@
 #include "device/eventd/StoredList.h"
 
-#include "device/eventd/event_database.h"
+#include <algorithm>
+
 #include "runtime/logging.h"
 
 namespace {
@@ -10,39 +11,45 @@ constexpr const char* kModule = "eventd";
 }  // namespace
 
 bool StoredList::bring_up_to_date() {
-    if (m_list.events().empty()) {
-        return true;
-    }
-    // Nothing tells of a database that has been started anew, so each time it is asked for the first event.
-    const ListPresence presence = event_database_look();
-    if (presence == ListPresence::kMissing) {
-        mark_all();
-    }
-    const bool is_current = presence != ListPresence::kNoAnswer && write_marked();
+    const auto stored = event_database_read();
+    const bool is_current = stored && mend(*stored);
     note_outcome(is_current);
     return is_current;
 }
 
-void StoredList::mark_all() {
-    const size_t count = m_list.events().size();
-    if (m_unwritten.size() < count) {
-        logger_function(5, kModule, "the database has lost the list: writing its %zu events again", count);
-    }
-    for (unsigned n = 0; n < count; ++n) {
-        m_unwritten.insert(n);
-    }
-}
-
-bool StoredList::write_marked() {
-    while (!m_unwritten.empty()) {
-        const unsigned position = *m_unwritten.begin();
-        const int status = event_database_write(position, m_list.events()[position]);
-        if (status != 0) {
+bool StoredList::mend(const std::vector<StoredPosition>& stored) {
+    note_losses(stored);
+    const std::vector<UserEvent>& events = m_list.events();
+    for (unsigned n = 0; n < stored.size(); ++n) {
+        const bool is_held = n < events.size();
+        if (stored[n].is_taken && (!is_held || !stored[n].event)) {
+            logger_function(4, kModule, "a foreign value at position %u of the list is taken away", n);
+            event_database_delete(n);
+        }
+        if (!is_held) {
+            continue;
+        }
+        if (stored[n].event != events[n] && event_database_write(n, events[n]) != 0) {
             return false;
         }
-        m_unwritten.erase(position);
+        note_written(n);
     }
     return true;
+}
+
+void StoredList::note_written(unsigned position) {
+    m_written.resize(std::max<size_t>(m_written.size(), position + 1));
+    m_written[position] = m_list.events()[position];
+}
+
+void StoredList::note_losses(const std::vector<StoredPosition>& stored) const {
+    size_t lost = 0;
+    for (size_t n = 0; n < m_written.size(); ++n) {
+        lost += static_cast<size_t>(stored[n].event != m_written[n]);
+    }
+    if (lost > 0) {
+        logger_function(5, kModule, "the database has lost %zu events of the list: writing them again", lost);
+    }
 }
 
 // Once per outage: the next tries follow each other within a second.

@@ -1,13 +1,14 @@
 #pragma once
 
-#include <set>
+#include <vector>
 
 #include "device/eventd/EventList.h"
+#include "device/eventd/event_database.h"
 
-// StoredList: keeps the database's copy of the list equal to the list. Positions wait here while the database cannot
-// take them; a database that has come back without the list gets all of it again, from position 0 on, before anything
-// else. One write per event: the database announces the keys of one write in the order of their names, where 10 comes
-// before 9, but readers of the list append in the order of the positions.
+// StoredList: keeps the database's copy of the list equal to the list, whatever has become of it: lost with a database
+// that was started anew, overwritten, with a hole in it. One write per event and in the order of the positions: the
+// database announces the keys of one write in the order of their names, where 10 comes before 9, but readers of the
+// list append in the order of the positions, and stop their process at an event behind a gap.
 // Borrows: the list; it outlives this object.
 // Threads: the thread of the configuration client only.
 class StoredList {
@@ -17,19 +18,17 @@ class StoredList {
     StoredList& operator=(const StoredList&) = delete;
     ~StoredList() = default;
 
-    // The event at this position has changed.
-    void mark(unsigned position) { m_unwritten.insert(position); }
-
-    // Blocks for a look at the database (none for an empty list) and a write for each marked position. False when the
+    // Blocks for a read of the whole list and a write for each position that is not as it should be. False when the
     // database did not take everything; the next call goes on there.
     bool bring_up_to_date();
 
   private:
-    void mark_all();
-    [[nodiscard]] bool write_marked();
+    [[nodiscard]] bool mend(const std::vector<StoredPosition>& stored);
+    void note_written(unsigned position);
+    void note_losses(const std::vector<StoredPosition>& stored) const;
     void note_outcome(bool is_current);
 
     const EventList& m_list;
-    std::set<unsigned> m_unwritten;
-    bool m_is_current = true;  // as the last call found it
+    std::vector<UserEvent> m_written;  // what the database has taken, by position
+    bool m_is_current = true;          // as the last call found it
 };

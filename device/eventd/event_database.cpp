@@ -1,13 +1,16 @@
 #include "device/eventd/event_database.h"
 
 #include <array>
-#include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "config_client/config_client_api.h"
 #include "device/eventd/EventList.h"
+#include "device/eventd/event_signals.h"
 
 namespace {
+
+constexpr const char* kSeveritiesKey = "dyn.evh.severities";
 
 using EventBytes = std::array<uint8_t, kUserEventBytes>;
 
@@ -29,9 +32,14 @@ std::optional<UserEvent> event_in(const config_data_t& request, const Slot& slot
     return is_ours ? std::optional(event) : std::nullopt;
 }
 
+int write_value(const char* key, void* bytes, size_t length) {
+    config_data_t element{CONFIG_TYPE_BINARY, key, bytes, static_cast<uint32_t>(length), 0, CONFIG_NO_REPLY};
+    return config_modifyv(nullptr, 1, &element);
+}
+
 }  // namespace
 
-std::optional<StoredEvents> event_database_read() {
+std::optional<std::vector<StoredPosition>> event_database_read() {
     std::array<Slot, EventList::kCapacity> slots;
     std::array<config_data_t, EventList::kCapacity> requests{};
     for (size_t n = 0; n < slots.size(); ++n) {
@@ -42,37 +50,47 @@ std::optional<StoredEvents> event_database_read() {
     if (config_readv(nullptr, requests.size(), requests.data()) != 0) {
         return std::nullopt;
     }
-    StoredEvents stored{{}, true};
+    std::vector<StoredPosition> stored;
     for (size_t n = 0; n < slots.size(); ++n) {
-        const std::optional<UserEvent> event = event_in(requests[n], slots[n]);
-        if (event && n == stored.events.size()) {
-            stored.events.push_back(*event);
-        } else if (requests[n].status != CONFIG_NO_VALUE) {
-            stored.is_whole = false;
-        }
+        stored.push_back({requests[n].status != CONFIG_NO_VALUE, event_in(requests[n], slots[n])});
     }
     return stored;
 }
 
-ListPresence event_database_look() {
-    EventBytes value;
+int event_database_write(unsigned position, const UserEvent& event) {
+    EventBytes value = user_event_encode(event);
+    return write_value(key_of(position).c_str(), value.data(), value.size());
+}
+
+void event_database_delete(unsigned position) {
+    config_delete(key_of(position).c_str());
+}
+
+// The rows of the signal that announces definitions, one behind the other.
+std::optional<EventSeverities> event_database_read_severities() {
+    std::string value(kMaxEventSeverities * kEventDefinitionRowBytes, '\0');
     uint32_t length = 0;
     uint32_t type = CONFIG_TYPE_NONE;
-    const int status = config_read_typed(key_of(0).c_str(), value.data(), value.size(), &length, &type);
+    const int status =
+        config_read_typed(kSeveritiesKey, value.data(), static_cast<uint32_t>(value.size()), &length, &type);
     if (status == CONFIG_NO_REPLY) {
-        return ListPresence::kNoAnswer;
+        return std::nullopt;
     }
-    const bool is_event = status == CONFIG_OK && type == CONFIG_TYPE_BINARY && length == value.size();
-    return is_event ? ListPresence::kThere : ListPresence::kMissing;
+    EventSeverities severities;
+    if (status == CONFIG_OK && type == CONFIG_TYPE_BINARY && length <= value.size()) {
+        for (const auto& row : event_signal_definitions(std::string_view(value.data(), length))
+                                   .value_or(std::vector<EventDefinitionRow>())) {
+            severities.emplace(row.ev_id, static_cast<uint8_t>(row.severity));
+        }
+    }
+    return severities;
 }
 
-int event_database_write(unsigned position, const UserEvent& event) {
-    const std::string key = key_of(position);
-    EventBytes value = user_event_encode(event);
-    config_data_t element{CONFIG_TYPE_BINARY, key.c_str(), value.data(), kUserEventBytes, 0, CONFIG_NO_REPLY};
-    return config_modifyv(nullptr, 1, &element);
-}
-
-void event_database_delete() {
-    config_deletem((std::string(kEventStorePrefix) + "*").c_str());
+int event_database_write_severities(const EventSeverities& severities) {
+    std::string value;
+    for (const auto& [ev_id, severity] : severities) {
+        const auto row = event_definition_row_encode({ev_id, severity});
+        value.append(row.begin(), row.end());
+    }
+    return write_value(kSeveritiesKey, value.data(), value.size());
 }

@@ -1,29 +1,35 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <vector>
 
 #include "events/event_wire.h"
 
-// event_database: the list of events as the configuration database holds it, one value per position.
+// event_database: what the event handler keeps in the configuration database: the list of events, one value per
+// position, and the severities that were announced.
 // Order:   config_init_cbus comes before anything else.
 // Threads: the thread of the configuration client only.
-// Blocks:  each call until the database answers, or the bus for it.
+// Blocks:  reads and writes until the database answers, or the bus for it; a deletion not.
 
-struct StoredEvents {
-    std::vector<UserEvent> events;  // from position 0 on, at most EventList::kCapacity
-    bool is_whole;                  // nothing but these is there: no foreign value, none behind a gap
+// What is at one position of the list. A value that is taken and no event is foreign.
+struct StoredPosition {
+    bool is_taken = false;
+    std::optional<UserEvent> event;
 };
 
-// Nothing when the database does not answer.
-[[nodiscard]] std::optional<StoredEvents> event_database_read();
-
-// Whether the database holds a list at all. It is in memory there: a database that has been started anew has none.
-enum class ListPresence { kThere, kMissing, kNoAnswer };
-[[nodiscard]] ListPresence event_database_look();
+// All EventList::kCapacity positions; nothing when the database does not answer.
+[[nodiscard]] std::optional<std::vector<StoredPosition>> event_database_read();
 
 // 0, or the status of the database.
 [[nodiscard]] int event_database_write(unsigned position, const UserEvent& event);
+void event_database_delete(unsigned position);
 
-// Takes every value of the list away.
-void event_database_delete();
+inline constexpr size_t kMaxEventSeverities = 1000;
+// By ev_id, at most kMaxEventSeverities. Empty when nothing that can be read is there; nothing when the database does not answer.
+using EventSeverities = std::map<uint32_t, uint8_t>;
+[[nodiscard]] std::optional<EventSeverities> event_database_read_severities();
+// 0, or the status of the database.
+[[nodiscard]] int event_database_write_severities(const EventSeverities& severities);

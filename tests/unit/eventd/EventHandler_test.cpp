@@ -16,6 +16,8 @@ using testing::SizeIs;
 
 namespace {
 
+constexpr const char* kSeveritiesKey = "dyn.evh.severities";
+
 std::string Key(unsigned position) {
     return "dyn.evh.store." + std::to_string(position);
 }
@@ -64,6 +66,11 @@ class Handler : public ConfigFixture {
         for (unsigned n = 0; n < EventList::kCapacity; ++n) {
             m_database.erase(Key(n));
         }
+        m_database.erase(kSeveritiesKey);
+    }
+    std::string Severities() {
+        waitForDatabase();
+        return m_database.value(kSeveritiesKey).bytes;
     }
     // The keys of each vector write since the last call; each key ends with a blank.
     std::vector<std::string> Writes() {
@@ -79,11 +86,6 @@ class Handler : public ConfigFixture {
             }
         }
         return writes;
-    }
-    bool HasAskedForTheFirstEvent() {
-        const auto messages = m_database.messages();
-        return std::any_of(messages.begin(), messages.end(),
-                           [](const BusMessage& message) { return message.name == "config.read." + Key(0); });
     }
 
     CapturedLog m_log;
@@ -255,35 +257,53 @@ TEST_F(Handler, DoesNotWriteAListThatItHasJustRead) {
     EXPECT_THAT(Writes(), IsEmpty());
 }
 
-TEST_F(Handler, LearnsSeveritiesFromTheListThatItReads) {
-    Store(0, ActiveEvent(5, 2));
+TEST_F(Handler, DefinitionsOutliveIt) {
     Restore();
+    Define(Row(6, 3) + Row(5, 2));
+    EXPECT_EQ(Severities(), Row(5, 2) + Row(6, 3));
 
-    Send(Off(5));
-    Send({.ev_id = 5, .source = 9, .state = kEventStateOn});
+    EventHandler next;
+    ASSERT_TRUE(next.restore());
+    next.handle_signal("event_handler.forwardEventReport", TextOf(event_report_encode(On(5))), 100);
 
     EXPECT_EQ(Stored(0).severity, 2);
-    EXPECT_EQ(Stored(1).severity, 2);
 }
 
-TEST_F(Handler, ADefinitionCountsForMoreThanTheListThatIsReadAfterIt) {
-    Store(0, ActiveEvent(5, 2));
+TEST_F(Handler, ADefinitionCountsForMoreThanOneThatIsReadAfterIt) {
+    m_database.setBinary(kSeveritiesKey, Row(5, 2) + Row(6, 2));
     Define(Row(5, 1));
     Restore();
 
-    Send(Off(5));
-
-    EXPECT_EQ(Stored(0).severity, 1);
+    EXPECT_EQ(Severities(), Row(5, 1) + Row(6, 2));
 }
 
-TEST_F(Handler, AForeignValueEndsTheListWhichIsWrittenAnew) {
+TEST_F(Handler, LostDefinitionsAreWrittenAgain) {
+    Restore();
+    Define(Row(5, 1));
+    ForgetAll();
+
+    m_handler.check_database();
+
+    EXPECT_EQ(Severities(), Row(5, 1));
+}
+
+TEST_F(Handler, RubbishInThePlaceOfTheDefinitionsIsNone) {
+    m_database.setBinary(kSeveritiesKey, Row(5, 2) + "rubbish");
+    Restore();
+
+    Send(On(5));
+
+    EXPECT_EQ(Stored(0).severity, 0);
+}
+
+TEST_F(Handler, AForeignValueEndsTheListAndIsTakenAwayWithAllBehindIt) {
     Store(0, ActiveEvent(5));
     Store(1, ActiveEvent(6));
     m_database.setBinary(Key(2), "foreign");
     Store(3, ActiveEvent(7));
     Restore();
 
-    EXPECT_THAT(Writes(), ElementsAre(Key(0) + " ", Key(1) + " "));
+    EXPECT_THAT(Writes(), IsEmpty());
     EXPECT_EQ(Stored(1).ev_id, 6U);
     EXPECT_FALSE(IsStored(2));
     EXPECT_FALSE(IsStored(3));
@@ -376,7 +396,7 @@ TEST_F(Handler, ALostListIsWrittenAgainInOrderBeforeTheNextEvent) {
         EXPECT_EQ(writes[n], Key(n) + " ");
         EXPECT_EQ(Stored(n).ev_id, n + 1);
     }
-    EXPECT_TRUE(m_log.has("5 eventd: the database has lost the list: writing its 12 events again"));
+    EXPECT_TRUE(m_log.has("5 eventd: the database has lost 11 events of the list: writing them again"));
 }
 
 TEST_F(Handler, ALostListIsWrittenAgainWithoutAnEvent) {
@@ -399,12 +419,58 @@ TEST_F(Handler, ACheckOfADatabaseThatHasTheListWritesNothing) {
     EXPECT_THAT(Writes(), IsEmpty());
 }
 
-TEST_F(Handler, ACheckOfAnEmptyListDoesNotAskTheDatabase) {
+TEST_F(Handler, AHoleInTheStoredListIsFilled) {
     Restore();
+    for (uint32_t ev_id = 1; ev_id <= 4; ++ev_id) {
+        Send(On(ev_id));
+    }
+    static_cast<void>(Writes());
+    m_database.erase(Key(2));
 
     m_handler.check_database();
 
-    EXPECT_FALSE(HasAskedForTheFirstEvent());
+    EXPECT_THAT(Writes(), ElementsAre(Key(2) + " "));
+    EXPECT_EQ(Stored(2).ev_id, 3U);
+    EXPECT_TRUE(m_log.has("5 eventd: the database has lost 1 events of the list: writing them again"));
+}
+
+TEST_F(Handler, AForeignValueInTheStoredListIsOverwritten) {
+    Restore();
+    Send(On(1));
+    Send(On(2));
+    m_database.setString(Key(0), "foreign");
+
+    m_handler.check_database();
+
+    waitForDatabase();
+    EXPECT_EQ(Stored(0).ev_id, 1U);
+    EXPECT_EQ(m_database.value(Key(0)).type, CONFIG_TYPE_BINARY);
+}
+
+TEST_F(Handler, AnAlteredEventInTheStoredListIsOverwritten) {
+    Restore();
+    Send(On(1));
+    Store(0, ActiveEvent(99));
+
+    m_handler.check_database();
+
+    waitForDatabase();
+    EXPECT_EQ(Stored(0).ev_id, 1U);
+}
+
+TEST_F(Handler, AValueBehindTheEndOfTheListIsTakenAway) {
+    Restore();
+    Send(On(1));
+    Store(1, ActiveEvent(99));
+    m_database.setBinary(Key(5), "foreign");
+
+    m_handler.check_database();
+
+    waitForDatabase();
+    EXPECT_TRUE(IsStored(0));
+    EXPECT_FALSE(IsStored(1));
+    EXPECT_FALSE(IsStored(5));
+    EXPECT_TRUE(m_log.has("4 eventd: a foreign value at position 5 of the list is taken away"));
 }
 
 TEST_F(Handler, WhatTheDatabaseMissedIsWrittenWhenItAnswersAgain) {

@@ -205,6 +205,30 @@ TEST_F(EventProgram, AReaderThatStartsWithARestartedDatabaseFindsTheListWithoutG
     EXPECT_TRUE(Await([&] { return reader.store().count() == 13; }));
 }
 
+TEST_F(EventProgram, DefinitionsAreKnownAfterItsRestart) {
+    Serve();
+    registerEventDefinition(kDefinitions, 2);
+    Report(1, kEventStateOn);
+    ASSERT_TRUE(AwaitStored(0, 1, kEventStateOn));
+
+    Kill(*m_handler);
+    StartHandler();
+    Report(67993, kEventStateOn);
+
+    ASSERT_TRUE(AwaitStored(1, 67993, kEventStateOn));
+    EXPECT_EQ(Stored(1).severity, 2);
+}
+
+TEST_F(EventProgram, AHoleIsFilledByItself) {
+    Serve();
+    ReportMany(3);
+    ASSERT_TRUE(AwaitStored(2, 3, kEventStateOn));
+
+    config_delete("dyn.evh.store.1");
+
+    EXPECT_TRUE(AwaitStored(1, 2, kEventStateOn));
+}
+
 TEST_F(EventProgram, WaitsForADatabaseThatIsNotThereYet) {
     m_handler = Start(EVENTD_PROGRAM, {"-a", m_address}, "log");
     ASSERT_TRUE(m_handler->awaitOutput("waiting for the database"));
