@@ -21,7 +21,8 @@
 namespace {
 
 constexpr const char* kModule = "diagd";
-constexpr uint32_t kRetryMs = 1000;
+constexpr uint32_t kWriteAgainMs = 1000;
+constexpr const char* kError = "error: ";
 
 // The key also carries our own answers, and the registration is for all keys that begin like it.
 bool is_request(const config_data_t& element) {
@@ -45,19 +46,19 @@ std::string collect(Report& report, int fd) {
 
 }  // namespace
 
-DiagService::DiagService(_fdloop_t* loop, std::string directory)
-    : m_loop(loop), m_directory(std::move(directory)) {
+DiagService::DiagService(_fdloop_t* loop, std::string directory, unsigned retry_s)
+    : m_loop(loop), m_directory(std::move(directory)), m_retry_ms(retry_s * 1000) {
+    ReportFile::remove_leftovers(m_directory);
     config_change_register(kKey, on_change, this);
-    char value[16];
-    if (config_read_string(kKey, value, sizeof value) == CONFIG_OK && std::string_view(value) == kRequest) {
-        handle_request();
+    char value[512];
+    if (config_read_string(kKey, value, sizeof value) == CONFIG_OK &&
+        (std::string_view(value) == kRequest || std::string_view(value).starts_with(kError))) {
+        make_report();
     }
 }
 
 DiagService::~DiagService() {
-    if (m_retry != nullptr) {
-        fdloop_timer_del(m_loop, m_retry);
-    }
+    wait(0);
     config_change_deregister(kKey, on_change, this);
 }
 
@@ -74,7 +75,12 @@ void DiagService::handle_request() {
         logger_function(5, kModule, "a report is being made already");
         return;
     }
+    make_report();
+}
+
+void DiagService::make_report() {
     logger_function(6, kModule, "making a report");
+    wait(0);
     m_unwritten.clear();
     const std::string error = start_report();
     if (!error.empty()) {
@@ -109,33 +115,50 @@ void DiagService::after_report(const std::string& error) {
 }
 
 void DiagService::publish(const std::string& error) {
-    if (error.empty()) {
-        logger_function(6, kModule, "the report is ready");
-    } else {
+    m_has_failed = !error.empty();
+    if (m_has_failed) {
         logger_function(3, kModule, "no report: %s", error.c_str());
+    } else {
+        logger_function(6, kModule, "the report is ready");
     }
-    m_unwritten = error.empty() ? kDone : "error: " + error;
-    write_result();
+    m_unwritten = m_has_failed ? kError + error : kDone;
+    try_again();
 }
 
-void DiagService::write_result() {
-    if (m_retry != nullptr) {
-        fdloop_timer_del(m_loop, m_retry);
-        m_retry = nullptr;
+// Until the key says what has become of the report, and until that is good.
+void DiagService::try_again() {
+    if (!write_result()) {
+        wait(kWriteAgainMs);
+    } else if (m_has_failed) {
+        wait(m_retry_ms);
     }
-    if (m_unwritten.empty()) {
-        return;
-    }
+}
+
+bool DiagService::write_result() {
     config_data_t element{CONFIG_TYPE_STRING, kKey, m_unwritten.data(), 0, 0, CONFIG_OK};
     const int result = config_modifyv(nullptr, 1, &element);
-    if (result == CONFIG_OK) {
-        m_unwritten.clear();
-        return;
+    if (result != CONFIG_OK) {
+        logger_function(3, kModule, "cannot write %s: %d", kKey, result);
+        return false;
     }
-    logger_function(3, kModule, "cannot write %s: %d", kKey, result);
-    m_retry = fdloop_timer_add(m_loop, kRetryMs, on_retry, this);
+    m_unwritten.clear();
+    return true;
 }
 
-void DiagService::on_retry(void* self, int, _fdloop_timer_t*) noexcept {
-    static_cast<DiagService*>(self)->write_result();
+// 0 for no longer.
+void DiagService::wait(uint32_t ms) {
+    if (m_wait != nullptr) {
+        fdloop_timer_del(m_loop, m_wait);
+    }
+    m_wait = ms > 0 ? fdloop_timer_add(m_loop, ms, on_wait_over, this) : nullptr;
+}
+
+void DiagService::on_wait_over(void* self, int, _fdloop_timer_t*) noexcept {
+    auto* const service = static_cast<DiagService*>(self);
+    service->wait(0);
+    if (service->m_unwritten.empty()) {
+        service->make_report();
+    } else {
+        service->try_again();
+    }
 }

@@ -13,6 +13,8 @@ class ReportFile {
     static constexpr const char* kName = "diag_report.tar.gz";
 
     [[nodiscard]] static std::unique_ptr<ReportFile> create(const std::string& directory);
+    // Deletes the unfinished files of this user that nobody writes any more: their program was killed.
+    static void remove_leftovers(const std::string& directory);
     ReportFile(const ReportFile&) = delete;
     ReportFile& operator=(const ReportFile&) = delete;
     ~ReportFile();

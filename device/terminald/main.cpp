@@ -2,29 +2,19 @@
 
 #include <CLI/CLI.hpp>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
-#include "cbus/cbus.h"
 #include "config_client/config_client_api.h"
+#include "device/program/unit_program.h"
 #include "device/terminald/Terminal.h"
-#include "runtime/fdloop_libevent.h"
-#include "runtime/logging.h"
 #include "src/base/owners.h"
 
 namespace {
 
-using BusConnection = COwned<_cbus_conn_t, cbus_conn_destroy>;
-
 constexpr double kMinSpeed = 0.001;
 constexpr double kMaxSpeed = 1e6;
-
-bool end_is_asked = false;
-
-void on_end_signal(evutil_socket_t, short, void*) noexcept {
-    end_is_asked = true;
-}
 
 void on_press(evutil_socket_t, short, void* terminal) noexcept {
     static_cast<Terminal*>(terminal)->press_reset_button();
@@ -34,38 +24,27 @@ void on_release(evutil_socket_t, short, void* terminal) noexcept {
     static_cast<Terminal*>(terminal)->release_reset_button();
 }
 
+// The terminal and the signals that stand for the finger on its button.
+struct Service {
+    Service(const UnitProgram& program, double speed)
+        : terminal(program.loop, speed),
+          press(evsignal_new(program.base, SIGUSR1, on_press, &terminal)),
+          release(evsignal_new(program.base, SIGUSR2, on_release, &terminal)) {
+        event_add(press.get(), nullptr);
+        event_add(release.get(), nullptr);
+    }
+
+    Terminal terminal;
+    EventPtr press;
+    EventPtr release;
+};
+
 // CLI::Range lets "nan" through, which is neither below nor above anything.
 std::string is_speed(const std::string& text) {
     char* end = nullptr;
     const double speed = strtod(text.c_str(), &end);
     const bool is_within = *end == '\0' && speed >= kMinSpeed && speed <= kMaxSpeed;
     return is_within ? "" : text + " is not a factor from 0.001 to 1000000";
-}
-
-// Until a signal asks for the end (true) or the bus is gone (false).
-bool serve(event_base* base, double speed) {
-    const FdLoopPtr loop(fdloop_init_libevent(base));
-    const BusConnection connection(cbus_conn_create(loop.get(), "terminald"));
-    if (connection == nullptr) {
-        fprintf(stderr, "terminald: no bus at '%s'\n", getenv("CBUS_ADDR"));
-        return false;
-    }
-    config_init_cbus(connection.get(), nullptr);
-    Terminal terminal(loop.get(), speed);
-    const EventPtr press(evsignal_new(base, SIGUSR1, on_press, &terminal));
-    const EventPtr release(evsignal_new(base, SIGUSR2, on_release, &terminal));
-    event_add(press.get(), nullptr);
-    event_add(release.get(), nullptr);
-    if (connection->socket >= 0) {
-        logger_function(6, "terminald", "serving");
-    }
-    while (!end_is_asked && connection->socket >= 0) {
-        fdloop_run(loop.get());
-    }
-    if (!end_is_asked) {
-        fputs("terminald: the bus is gone\n", stderr);
-    }
-    return end_is_asked;
 }
 
 }  // namespace
@@ -82,20 +61,14 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
         ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
 
-    // Each log line is written at once, also into a file or a pipe.
-    setvbuf(stdout, nullptr, _IONBF, 0);
-    set_logger(log_console, "terminald");
-    signal(SIGPIPE, SIG_IGN);
     // Of no effect, yet no end either, until the terminal is there.
     signal(SIGUSR1, SIG_IGN);
     signal(SIGUSR2, SIG_IGN);
-    // The bus client takes its address from the environment.
-    setenv("CBUS_ADDR", address.empty() ? "unix*cbus" : address.c_str(), address.empty() ? 0 : 1);
-
-    const EventBasePtr base(event_base_new());
-    const EventPtr on_term(evsignal_new(base.get(), SIGTERM, on_end_signal, nullptr));
-    const EventPtr on_int(evsignal_new(base.get(), SIGINT, on_end_signal, nullptr));
-    event_add(on_term.get(), nullptr);
-    event_add(on_int.get(), nullptr);
-    return serve(base.get(), speed) ? EXIT_SUCCESS : EXIT_FAILURE;
+    unit_program_prepare("terminald", address);
+    return unit_program_run("terminald", [speed](const UnitProgram& program) {
+        config_init_cbus(program.connection, nullptr);
+        auto service = std::make_shared<Service>(program, speed);
+        unit_program_log_serving("terminald", program.connection);
+        return service;
+    });
 }

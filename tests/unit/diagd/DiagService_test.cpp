@@ -4,16 +4,19 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <fstream>
 
 #include "Unpacked.h"
 #include "tests/support/RunningDatabase.h"
 
 namespace {
 
+constexpr unsigned kRetrySeconds = 1;
+
 // The service in this process.
 class DiagServiceTest : public RunningDatabase {
   protected:
-    void Serve() { m_service = std::make_unique<DiagService>(m_loop.get(), m_reports.path()); }
+    void Serve() { m_service = std::make_unique<DiagService>(m_loop.get(), m_reports.path(), kRetrySeconds); }
     // What the key says when it is no longer the request.
     std::string Answer() {
         EXPECT_TRUE(Await([] { return Read(DiagService::kKey) != DiagService::kRequest; }));
@@ -53,6 +56,47 @@ TEST_F(DiagServiceTest, ServesARequestFromBeforeItsStart) {
 
     EXPECT_EQ(Answer(), "OK");
     EXPECT_EQ(NamesIn(m_reports.path()), std::vector<std::string>{"diag_report.tar.gz"});
+}
+
+TEST_F(DiagServiceTest, TriesAgainAReportThatHadFailedBeforeItsStart) {
+    ASSERT_EQ(Write(DiagService::kKey, "error: no space"), 0);
+
+    Serve();
+
+    EXPECT_TRUE(Await([] { return Read(DiagService::kKey) == DiagService::kDone; }));
+}
+
+// Who asked may not ask again before the key says that the report is there.
+TEST_F(DiagServiceTest, TriesAReportThatFailedAgainByItself) {
+    std::filesystem::create_directory(m_reports.file("diag_report.tar.gz"));
+    Serve();
+    ASSERT_EQ(Write(DiagService::kKey, "/tmp/"), 0);
+    ASSERT_THAT(Answer(), testing::StartsWith("error: cannot put the report"));
+
+    std::filesystem::remove(m_reports.file("diag_report.tar.gz"));
+
+    EXPECT_TRUE(Await([] { return Read(DiagService::kKey) == DiagService::kDone; }));
+}
+
+TEST_F(DiagServiceTest, ARequestBeforeTheNextTryIsServedAtOnce) {
+    std::filesystem::create_directory(m_reports.file("diag_report.tar.gz"));
+    m_service = std::make_unique<DiagService>(m_loop.get(), m_reports.path(), 3600);
+    ASSERT_EQ(Write(DiagService::kKey, "/tmp/"), 0);
+    ASSERT_THAT(Answer(), testing::StartsWith("error: cannot put the report"));
+    std::filesystem::remove(m_reports.file("diag_report.tar.gz"));
+
+    ASSERT_EQ(Write(DiagService::kKey, "/tmp/"), 0);
+
+    EXPECT_EQ(Answer(), "OK");
+}
+
+TEST_F(DiagServiceTest, RemovesWhatAKilledOneLeft) {
+    std::ofstream(m_reports.file(".diag_report.abcdef")) << "unfinished";
+    std::ofstream(m_reports.file(".diag_other")) << "of somebody else";
+
+    Serve();
+
+    EXPECT_EQ(NamesIn(m_reports.path()), std::vector<std::string>{".diag_other"});
 }
 
 TEST_F(DiagServiceTest, LeavesNothingOfAReportThatIsNotDoneAtItsEnd) {

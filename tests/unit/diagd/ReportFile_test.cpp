@@ -108,3 +108,31 @@ TEST_F(ReportFileTest, NeedsItsDirectory) {
     EXPECT_EQ(ReportFile::create("/nowhere"), nullptr);
     EXPECT_EQ(errno, ENOENT);
 }
+
+TEST_F(ReportFileTest, ALeftoverIsRemovedButNotAFileInUse) {
+    const std::unique_ptr<ReportFile> in_use = CreateWith("new");
+    const std::string leftover = m_directory.write(".diag_report.killed", "half");
+
+    ReportFile::remove_leftovers(m_directory.path());
+
+    EXPECT_FALSE(std::filesystem::exists(leftover));
+    EXPECT_EQ(Names().size(), 1U);
+    EXPECT_TRUE(in_use->commit());
+}
+
+TEST_F(ReportFileTest, ALinkOrDirectoryWithTheNameOfALeftoverStays) {
+    const std::string target = m_directory.write("target", "precious");
+    std::filesystem::create_symlink(target, m_directory.file(".diag_report.link"));
+    std::filesystem::create_directory(m_directory.file(".diag_report.dir"));
+
+    ReportFile::remove_leftovers(m_directory.path());
+
+    EXPECT_EQ(Names().size(), 3U);
+    EXPECT_EQ(FileText(target), "precious");
+}
+
+TEST_F(ReportFileTest, NoDirectoryHasNoLeftovers) {
+    ReportFile::remove_leftovers(m_directory.file("nowhere"));
+
+    EXPECT_TRUE(Names().empty());
+}
