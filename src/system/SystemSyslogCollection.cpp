@@ -78,6 +78,15 @@ const char* printable(const char* text) {
     return text == nullptr ? "(null)" : text;
 }
 
+// A pattern without an answer looks like one that matches nothing; a key does not.
+bool database_answers() {
+    char value[1];
+    uint32_t length = 0;
+    uint32_t type = CONFIG_TYPE_NONE;
+    return config_read_typed("cfg.api.syslog.1.selector", value, sizeof value, &length, &type) !=
+           CONFIG_NO_REPLY;
+}
+
 void replace_attribute(cJSON* entry, const std::string& attribute, const config_data_t& data) {
     if (data.type == CONFIG_TYPE_STRING) {
         const std::string text = config_entry_text(data);
@@ -97,6 +106,7 @@ void replace_attribute(cJSON* entry, const std::string& attribute, const config_
 }  // namespace
 
 SystemSyslogCollection::SystemSyslogCollection() {
+    registerConfigChange(kPrefix);
     SystemSyslogCollection::sync();
 }
 
@@ -109,14 +119,16 @@ void SystemSyslogCollection::sync() {
         return;
     }
     m_synced = true;
-    registerConfigChange(kPrefix);
-
     unsigned int count = 0;
     config_data_t* elements = nullptr;
     const int result = config_readm("cfg.api.syslog.([1,2,3].selector|[1,2,3].action)", &count, &elements);
     const Malloced<config_data_t> owner(elements);
     if (result == CONFIG_OK) {
         updateFromConfig(count, elements, true);
+    }
+    if (count == 0 && !database_answers()) {
+        m_synced = false;
+        logger_function(4, kModule, "The stored rules cannot be read yet");
     }
     dumpSyslogMap("SYNC");
     logger_function(6, kModule, "SystemSyslogCollection sync() done. ");
@@ -177,6 +189,12 @@ void SystemSyslogCollection::createOperation(HabRequest* request) {
     const JsonPtr body = readRequestData(request);
     if (!createOperationValidate(body.get())) {
         request->replyFinish(StatusCode::kBadRequest);
+        return;
+    }
+    sync();
+    if (!m_synced) {
+        // Whatever slot looked free might hold a rule.
+        request->replyFinish(StatusCode::kInternalServerError);
         return;
     }
     const int slot = freeSlot();

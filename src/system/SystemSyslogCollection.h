@@ -9,8 +9,8 @@
 // Follows the database from its construction on: the configuration client is set up before. Subscribers hear nothing
 // from here.
 // Threads: loop thread only.
-// Errors:  a bad body answers 400 and writes nothing, a fourth rule 409; 500 says that the bus is out of reach or the
-//          memory used up. Whether a deletion reached the database is not checked.
+// Errors:  a bad body answers 400 and writes nothing, a fourth rule 409; 500 says that bus or database is out of
+//          reach or the memory used up. Whether a deletion reached the database is not checked.
 class SystemSyslogCollection : public CjsonCollectionPathHandler, private WriteCallback {
   public:
     SystemSyslogCollection();
@@ -22,7 +22,7 @@ class SystemSyslogCollection : public CjsonCollectionPathHandler, private WriteC
     void onConfigChange(unsigned int count, const config_data_t* data) override;
     void updateEntryOperation(const char* entry, HabRequest* request) override;
     void deleteEntryOperation(const char* entry, HabRequest* request) override;
-    // Reads the stored rules; once.
+    // Reads the stored rules; once, as soon as the database answers.
     void sync() override;
 
     // Whether the text can be one word of a line: it neither splits nor comments nor continues it.

@@ -39,6 +39,20 @@ TEST_F(SystemSyslogCollectionTest, ShowsACreatedRuleAtOnceAndOnce) {
     EXPECT_EQ(entry("1"), (Answer{200, rule(1, "kern.info;authpriv.none", "/a")}));
 }
 
+// Otherwise the first rule would be overwritten that was there before.
+TEST_F(SystemSyslogCollectionTest, CreatesNothingBeforeItKnowsTheStoredRules) {
+    m_database.setString(key("1.selector"), "kern.info;authpriv.none");
+    m_database.setString(key("1.action"), "/a");
+    m_database.answer(false);
+    EXPECT_EQ(create("mail.info", "/b"), (Created{500, "", ""}));
+
+    m_database.answer(true);
+
+    EXPECT_EQ(create("mail.info", "/b").location, "/system/debug/syslog-rules/2");
+    EXPECT_EQ(list(), "[" + rule(1, "kern.info;authpriv.none", "/a") + "," +
+                          rule(2, "mail.info;authpriv.none", "/b") + "]");
+}
+
 TEST_F(SystemSyslogCollectionTest, RefusesAFourthRuleAndKeepsTheThree) {
     createThree();
     const std::string before = list();
