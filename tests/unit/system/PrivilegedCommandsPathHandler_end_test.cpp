@@ -126,6 +126,24 @@ TEST_F(CommandEnds, MayIgnoreTheDeletionForAWhile) {
                      "Deleted /system/oem/privileged-cmds/1 -"}));
 }
 
+// A stopped process takes the signal only once it goes on.
+TEST_F(CommandEnds, FollowADeletionWhileStoppedOnceTheProcessGoesOn) {
+    const CapturedLog log;
+    m_programs.write("ip", "echo $$ > $DIR/pid\ntouch $DIR/ready\nread code < $GATE");
+    start();
+    ASSERT_TRUE(m_loop.turnUntil([&] { return m_programs.text("pid").ends_with('\n'); }));
+    const pid_t pid = std::stoi(m_programs.text("pid"));
+    ASSERT_EQ(kill(pid, SIGSTOP), 0);
+    ASSERT_TRUE(m_loop.turnUntil([&] { return log.has("6 src/Process: process: ip stopped by signal 19"); }));
+
+    EXPECT_EQ(remove("1"), 202);
+    m_loop.turn();
+    EXPECT_EQ(read("1").json, ipEntry(1, "RUNNING", 0));
+    ASSERT_EQ(kill(pid, SIGCONT), 0);
+
+    EXPECT_TRUE(vanishes("1"));
+}
+
 TEST_F(CommandEnds, TakeOnlyTheirOwnEntry) {
     start();
     ASSERT_EQ(createIp(), 201);

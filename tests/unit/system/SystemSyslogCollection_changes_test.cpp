@@ -57,6 +57,31 @@ TEST_F(SyslogChangesTest, ReadsTheStoredRulesOnce) {
     EXPECT_EQ(sent("config.readm.cfg.api.syslog."), 1);
 }
 
+// The collection, its first reading and its subscription come with the first question that goes below the debug object.
+TEST_F(SyslogChangesTest, ComesIntoBeingWithTheFirstQuestionBelowItsParent) {
+    get("/system/info");
+    EXPECT_EQ(sent("config.readm.cfg.api.syslog."), 0);
+
+    list();
+
+    EXPECT_EQ(sent("config.readm.cfg.api.syslog."), 1);
+}
+
+TEST_F(SyslogChangesTest, NoRuleIsChangedOrDeletedBeforeTheDatabaseAnswers) {
+    m_database.setString(key("1.selector"), "kern.info;authpriv.none");
+    m_database.setString(key("1.action"), "/a");
+    m_database.answer(false);
+
+    EXPECT_EQ(put(uri("1"), R"({"action":"/b"})"), 404);
+    EXPECT_EQ(remove(uri("1")), 404);
+    m_database.answer(true);
+
+    EXPECT_EQ(put(uri("1"), R"({"action":"/b"})"), 200);
+    waitForDatabase();
+    EXPECT_EQ(m_database.text(key("1.selector")), "kern.info;authpriv.none");
+    EXPECT_EQ(m_database.text(key("1.action")), "/b");
+}
+
 TEST_F(SyslogChangesTest, IsEmptyWhenTheDatabaseIsOutOfReach) {
     m_database.answer(false);
 
