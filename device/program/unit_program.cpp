@@ -3,6 +3,7 @@
 #include <event2/event.h>
 
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
@@ -15,29 +16,35 @@ namespace {
 
 using BusConnection = COwned<_cbus_conn_t, cbus_conn_destroy>;
 
+constexpr uint32_t kRejoinMs = 500;
+
 bool end_is_asked = false;
 
 void on_end_signal(evutil_socket_t, short, void*) noexcept {
     end_is_asked = true;
 }
 
+void on_rejoin_timer(void*, int, _fdloop_timer_t*) noexcept {}
+
 // Until a signal asks for the end (true) or the bus is gone (false).
-bool serve(const char* name, event_base* base,
-           const std::function<UnitService(const UnitProgram&)>& make_service) {
-    const FdLoopPtr loop(fdloop_init_libevent(base));
-    const BusConnection connection(cbus_conn_create(loop.get(), name));
-    if (connection == nullptr) {
-        fprintf(stderr, "%s: no bus at '%s'\n", name, getenv("CBUS_ADDR"));
-        return false;
-    }
-    const UnitService service = make_service({base, loop.get(), connection.get()});
-    while (!end_is_asked && connection->socket >= 0) {
-        fdloop_run(loop.get());
-    }
-    if (!end_is_asked) {
-        fprintf(stderr, "%s: the bus is gone\n", name);
+bool serve(const MakeUnitService& make_service, const UnitProgram& program) {
+    const UnitService service = make_service(program);
+    while (!end_is_asked && program.connection->socket >= 0) {
+        fdloop_run(program.loop);
     }
     return end_is_asked;
+}
+
+// Null once a signal asks for the end.
+BusConnection await_bus(const char* name, _fdloop_t* loop) {
+    _fdloop_timer_t* const timer = fdloop_timer_add(loop, kRejoinMs, on_rejoin_timer, nullptr);
+    BusConnection connection;
+    while (connection == nullptr && !end_is_asked) {
+        fdloop_run(loop);
+        connection.reset(end_is_asked ? nullptr : cbus_conn_create(loop, name));
+    }
+    fdloop_timer_del(loop, timer);
+    return connection;
 }
 
 }  // namespace
@@ -51,13 +58,23 @@ void unit_program_prepare(const char* name, const std::string& address) {
     setenv("CBUS_ADDR", address.empty() ? "unix*cbus" : address.c_str(), address.empty() ? 0 : 1);
 }
 
-int unit_program_run(const char* name, const std::function<UnitService(const UnitProgram&)>& make_service) {
+int unit_program_run(const char* name, const MakeUnitService& make_service) {
     const EventBasePtr base(event_base_new());
     const EventPtr on_term(evsignal_new(base.get(), SIGTERM, on_end_signal, nullptr));
     const EventPtr on_int(evsignal_new(base.get(), SIGINT, on_end_signal, nullptr));
     event_add(on_term.get(), nullptr);
     event_add(on_int.get(), nullptr);
-    return serve(name, base.get(), make_service) ? EXIT_SUCCESS : EXIT_FAILURE;
+    const FdLoopPtr loop(fdloop_init_libevent(base.get()));
+    BusConnection connection(cbus_conn_create(loop.get(), name));
+    if (connection == nullptr) {
+        fprintf(stderr, "%s: no bus at '%s'\n", name, getenv("CBUS_ADDR"));
+        return EXIT_FAILURE;
+    }
+    while (connection != nullptr && !serve(make_service, {base.get(), loop.get(), connection.get()})) {
+        logger_function(4, name, "the bus is gone: joining it again");
+        connection = await_bus(name, loop.get());
+    }
+    return EXIT_SUCCESS;
 }
 
 void unit_program_log_serving(const char* name, const _cbus_conn_t* connection) {

@@ -18,7 +18,8 @@ constexpr uint32_t kLookMs = 1000;
 
 }  // namespace
 
-Terminal::Terminal(_fdloop_t* loop, double speed) : m_loop(loop), m_sequence(px_time_ms(), speed) {
+Terminal::Terminal(_fdloop_t* loop, StartSequence& sequence, ResetButton& button)
+    : m_loop(loop), m_sequence(sequence), m_button(button) {
     update(px_time_ms());
 }
 

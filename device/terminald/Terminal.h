@@ -10,12 +10,13 @@ struct _fdloop_timer_t;
 
 // Terminal: the start sequence and the reset button, shown in the configuration.
 //   The database is looked at every second: what it has not taken, or has lost in a restart, is written again.
-// Borrows: the loop, which outlives it; the configuration client is set up.
+// Borrows: loop, sequence and button, which outlive it; the configuration client is set up. A terminal does not start
+//          anew with its bus, so the two are the caller's.
 // Threads: loop thread only.
 // Blocks:  every method until the database answers, or the bus in its place.
 class Terminal {
   public:
-    Terminal(_fdloop_t* loop, double speed);
+    Terminal(_fdloop_t* loop, StartSequence& sequence, ResetButton& button);
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal();
@@ -40,7 +41,7 @@ class Terminal {
     void update_timer(uint32_t now_ms);
 
     _fdloop_t* m_loop;
-    StartSequence m_sequence;
-    ResetButton m_button;
+    StartSequence& m_sequence;
+    ResetButton& m_button;
     _fdloop_timer_t* m_timer = nullptr;
 };

@@ -9,6 +9,7 @@
 #include "config_client/config_client_api.h"
 #include "device/program/unit_program.h"
 #include "device/terminald/Terminal.h"
+#include "runtime/px_time.h"
 #include "src/base/owners.h"
 
 namespace {
@@ -26,8 +27,8 @@ void on_release(evutil_socket_t, short, void* terminal) noexcept {
 
 // The terminal and the signals that stand for the finger on its button.
 struct Service {
-    Service(const UnitProgram& program, double speed)
-        : terminal(program.loop, speed),
+    Service(const UnitProgram& program, StartSequence& sequence, ResetButton& button)
+        : terminal(program.loop, sequence, button),
           press(evsignal_new(program.base, SIGUSR1, on_press, &terminal)),
           release(evsignal_new(program.base, SIGUSR2, on_release, &terminal)) {
         event_add(press.get(), nullptr);
@@ -61,13 +62,15 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
         ->capture_default_str();
     CLI11_PARSE(app, argc, argv);
 
-    // Of no effect, yet no end either, until the terminal is there.
+    // Of no effect, yet no end either, while the terminal is not there.
     signal(SIGUSR1, SIG_IGN);
     signal(SIGUSR2, SIG_IGN);
     unit_program_prepare("terminald", address);
-    return unit_program_run("terminald", [speed](const UnitProgram& program) {
+    StartSequence sequence(px_time_ms(), speed);
+    ResetButton button;
+    return unit_program_run("terminald", [&](const UnitProgram& program) {
         config_init_cbus(program.connection, nullptr);
-        auto service = std::make_shared<Service>(program, speed);
+        auto service = std::make_shared<Service>(program, sequence, button);
         unit_program_log_serving("terminald", program.connection);
         return service;
     });

@@ -29,12 +29,23 @@ class RunningDatabase : public testing::Test {
         m_bus = Start(CBUSD_PROGRAM, {"-a", m_address});
         ASSERT_TRUE(m_bus->awaitOutput("listening")) << m_bus->output();
         StartDatabase();
-        m_connection.reset(cbus_conn_create(m_loop.get(), "CBUS_CONNECTION"));
-        ASSERT_NE(m_connection, nullptr);
-        config_init_cbus(m_connection.get(), nullptr);
+        Join();
         // Wakes the loop while it is turned, when nothing else does.
         fdloop_timer_add(
             m_loop.get(), 10, [](void*, int, _fdloop_timer_t*) {}, nullptr);
+    }
+
+    void Join() {
+        m_connection.reset(cbus_conn_create(m_loop.get(), "CBUS_CONNECTION"));
+        ASSERT_NE(m_connection, nullptr);
+        config_init_cbus(m_connection.get(), nullptr);
+    }
+    // The bus ends and another begins, which this process joins.
+    void RestartBus() {
+        m_bus.reset();
+        m_bus = Start(CBUSD_PROGRAM, {"-a", m_address});
+        ASSERT_TRUE(m_bus->awaitOutput("listening")) << m_bus->output();
+        Join();
     }
 
     void StartDatabase() {

@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <csignal>
 #include <map>
 #include <memory>
+#include <thread>
 
 #include "Values.h"
 #include "cbus/cbus.h"
@@ -21,8 +23,11 @@ class DatabaseProgram : public testing::Test {
   protected:
     void SetUp() override {
         setenv("CBUS_ADDR", m_address.c_str(), 1);
+        StartBus("bus.log");
+    }
+    void StartBus(const char* log) {
         m_bus = std::make_unique<Program>(CBUSD_PROGRAM, Arguments{"-a", m_address}, Environment{},
-                                          m_directory.file("bus.log"));
+                                          m_directory.file(log));
         ASSERT_TRUE(m_bus->awaitOutput("listening"));
     }
     // The program as it starts, and as it serves a client.
@@ -187,13 +192,24 @@ TEST_F(DatabaseProgram, EndsCleanlyOnSigint) {
     EXPECT_EQ(m_database->awaitEnd(), 0);
 }
 
-TEST_F(DatabaseProgram, EndsWithStatusOneAndALineWhenTheBusGoes) {
+TEST_F(DatabaseProgram, JoinsABusThatWasStartedAnewWithAllItsValues) {
     Serve();
+    ASSERT_EQ(Modify("cfg.kept", "a"), 0);
+    ASSERT_EQ(Modify("ram.kept", "b"), 0);
 
     m_bus.reset();
+    StartBus("bus2.log");
+    m_connection.reset(cbus_conn_create(m_loop.get(), "CBUS_CONNECTION"));
+    config_init_cbus(m_connection.get(), nullptr);
 
-    EXPECT_EQ(WEXITSTATUS(m_database->awaitEnd().value_or(0)), 1);
-    EXPECT_THAT(m_database->output(), HasSubstr("configd: the bus is gone\n"));
+    // Until it has joined, the bus answers in its place.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (Read("cfg.kept") == "(no value)" && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(Read("cfg.kept"), "a");
+    EXPECT_EQ(Read("ram.kept"), "b");
+    EXPECT_THAT(m_database->output(), HasSubstr("the bus is gone: joining it again\n"));
 }
 
 TEST_F(DatabaseProgram, SaysThatThereIsNoBus) {

@@ -207,13 +207,25 @@ TEST_F(DiagnosticProgram, EndsCleanlyOnSigint) {
     EXPECT_EQ(m_program->awaitEnd(), 0);
 }
 
-TEST_F(DiagnosticProgram, EndsWithStatusOneAndALineWhenTheBusGoes) {
+TEST_F(DiagnosticProgram, JoinsABusThatWasStartedAnewAndServes) {
     Serve();
 
-    m_bus.reset();
+    RestartBus();
 
-    EXPECT_EQ(WEXITSTATUS(m_program->awaitEnd().value_or(0)), 1);
-    EXPECT_THAT(m_program->output(), HasSubstr("diagd: the bus is gone\n"));
+    ASSERT_TRUE(Await([] { return Read("cfg.sysconf.serial_number") != "(no value)"; }))
+        << m_database->output();
+    EXPECT_EQ(Request(), "OK");
+    EXPECT_THAT(m_program->output(), HasSubstr("the bus is gone: joining it again\n"));
+}
+
+TEST_F(DiagnosticProgram, EndsCleanlyWhileThereIsNoBus) {
+    Serve();
+    m_bus.reset();
+    ASSERT_TRUE(m_program->awaitOutput("joining it again"));
+
+    m_program->signal(SIGTERM);
+
+    EXPECT_EQ(m_program->awaitEnd(), 0);
 }
 
 TEST_F(DiagnosticProgram, SaysThatThereIsNoBus) {

@@ -36,12 +36,23 @@ class EventProgram : public testing::Test {
         setenv("CBUS_ADDR", m_address.c_str(), 1);
         m_bus = Start(CBUSD_PROGRAM, {"-a", m_address}, "bus.log");
         ASSERT_TRUE(m_bus->awaitOutput("listening"));
+        Join();
+        fdloop_timer_add(
+            m_loop.get(), 10, [](void*, int, _fdloop_timer_t*) {}, nullptr);
+    }
+
+    void Join() {
         m_connection.reset(cbus_conn_create(m_loop.get(), "CBUS_CONNECTION"));
         ASSERT_NE(m_connection, nullptr);
         config_init_cbus(m_connection.get(), nullptr);
         setEventConnection(m_connection.get());
-        fdloop_timer_add(
-            m_loop.get(), 10, [](void*, int, _fdloop_timer_t*) {}, nullptr);
+    }
+    // The bus ends and another begins, which this process joins.
+    void RestartBus() {
+        m_bus.reset();
+        m_bus = Start(CBUSD_PROGRAM, {"-a", m_address}, "bus2.log");
+        ASSERT_TRUE(m_bus->awaitOutput("listening"));
+        Join();
     }
 
     using Arguments = std::vector<std::string>;
@@ -281,13 +292,19 @@ TEST_F(EventProgram, EndsCleanlyWhileItWaitsForTheDatabase) {
     EXPECT_EQ(m_handler->awaitEnd(), 0);
 }
 
-TEST_F(EventProgram, EndsWithStatusOneAndALineWhenTheBusGoes) {
+TEST_F(EventProgram, JoinsABusThatWasStartedAnewAndGoesOnWithItsList) {
     Serve();
+    ReportMany(3);
+    ASSERT_TRUE(AwaitStored(2, 3, kEventStateOn));
 
-    m_bus.reset();
+    RestartBus();
 
-    EXPECT_EQ(WEXITSTATUS(m_handler->awaitEnd().value_or(0)), 1);
-    EXPECT_THAT(m_handler->output(), HasSubstr("eventd: the bus is gone\n"));
+    // Reports that come before it has joined are lost with the bus.
+    ASSERT_TRUE(Await([] {
+        Report(4, kEventStateOn);
+        return Stored(3).ev_id == 4;
+    }));
+    EXPECT_EQ(Stored(0).ev_id, 1U);
 }
 
 TEST_F(EventProgram, SaysThatThereIsNoBus) {

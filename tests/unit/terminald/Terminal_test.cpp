@@ -8,6 +8,7 @@
 #include "cbus/cbus.h"
 #include "config_client/config_client_api.h"
 #include "runtime/fdloop_libevent.h"
+#include "runtime/px_time.h"
 #include "src/base/owners.h"
 #include "tests/support/FakeDatabase.h"
 #include "tests/support/pump_until.h"
@@ -18,6 +19,15 @@ constexpr const char* kStatus = "ram.status.system";
 constexpr const char* kPressed = "ram.status.system.reset_button.reset_pressed";
 constexpr const char* kSeconds = "ram.status.system.reset_button.reset_pressed_seconds";
 constexpr double kReadyAtOnce = 1e6;
+
+struct RunningTerminal {
+    RunningTerminal(_fdloop_t* loop, double speed)
+        : sequence(px_time_ms(), speed), terminal(loop, sequence, button) {}
+
+    StartSequence sequence;
+    ResetButton button;
+    Terminal terminal;
+};
 
 class TerminalTest : public testing::Test {
   protected:
@@ -48,7 +58,7 @@ class TerminalTest : public testing::Test {
 }  // namespace
 
 TEST_F(TerminalTest, ShowsItsStateFromTheBeginning) {
-    const Terminal terminal(m_loop.get(), 1);
+    const RunningTerminal running(m_loop.get(), 1);
 
     EXPECT_EQ(Value(kStatus), 1);
     EXPECT_EQ(Value(kPressed), 0);
@@ -56,13 +66,14 @@ TEST_F(TerminalTest, ShowsItsStateFromTheBeginning) {
 }
 
 TEST_F(TerminalTest, BecomesReadyByItself) {
-    const Terminal terminal(m_loop.get(), 1000);
+    const RunningTerminal running(m_loop.get(), 1000);
 
     EXPECT_TRUE(pump_until(m_base.get(), [this] { return Value(kStatus) == 6; }));
 }
 
 TEST_F(TerminalTest, ShowsPressAndRelease) {
-    Terminal terminal(m_loop.get(), kReadyAtOnce);
+    RunningTerminal running(m_loop.get(), kReadyAtOnce);
+    Terminal& terminal = running.terminal;
 
     terminal.press_reset_button();
     EXPECT_EQ(Value(kPressed), 1);
@@ -72,7 +83,8 @@ TEST_F(TerminalTest, ShowsPressAndRelease) {
 }
 
 TEST_F(TerminalTest, WritesAllThatChangesAtOnce) {
-    Terminal terminal(m_loop.get(), kReadyAtOnce);
+    RunningTerminal running(m_loop.get(), kReadyAtOnce);
+    Terminal& terminal = running.terminal;
     const long before = Writes();
 
     terminal.press_reset_button();
@@ -81,7 +93,8 @@ TEST_F(TerminalTest, WritesAllThatChangesAtOnce) {
 }
 
 TEST_F(TerminalTest, WritesNothingWhenNothingHasChanged) {
-    Terminal terminal(m_loop.get(), kReadyAtOnce);
+    RunningTerminal running(m_loop.get(), kReadyAtOnce);
+    Terminal& terminal = running.terminal;
     const long before = Writes();
 
     terminal.release_reset_button();
@@ -91,7 +104,7 @@ TEST_F(TerminalTest, WritesNothingWhenNothingHasChanged) {
 
 TEST_F(TerminalTest, RepeatsAWriteThatWasNotTaken) {
     m_database.answer(false);
-    const Terminal terminal(m_loop.get(), kReadyAtOnce);
+    const RunningTerminal running(m_loop.get(), kReadyAtOnce);
     ASSERT_EQ(Value(kStatus), -1);
     m_database.answer(true);
 
@@ -99,7 +112,8 @@ TEST_F(TerminalTest, RepeatsAWriteThatWasNotTaken) {
 }
 
 TEST_F(TerminalTest, ShowsItsStateAgainInADatabaseThatWasStartedAnew) {
-    Terminal terminal(m_loop.get(), kReadyAtOnce);
+    RunningTerminal running(m_loop.get(), kReadyAtOnce);
+    Terminal& terminal = running.terminal;
     terminal.press_reset_button();
     m_database.setInt(kStatus, 3);
     m_database.setInt(kPressed, 0);

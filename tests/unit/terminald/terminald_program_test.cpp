@@ -109,13 +109,14 @@ TEST_F(TerminalProgram, EndsCleanlyOnSigint) {
     EXPECT_EQ(m_program->awaitEnd(), 0);
 }
 
-TEST_F(TerminalProgram, EndsWithStatusOneAndALineWhenTheBusGoes) {
-    Serve("1");
+TEST_F(TerminalProgram, JoinsABusThatWasStartedAnewAndGoesOnAsItWas) {
+    Serve("100000");
+    ASSERT_TRUE(AwaitInt(kStatus, 6));
 
-    m_bus.reset();
+    RestartBus();
+    ASSERT_TRUE(Await([] { return config_write_int(kStatus, 99) == 0 && ReadInt(kStatus) == 99; }));
 
-    EXPECT_EQ(WEXITSTATUS(m_program->awaitEnd().value_or(0)), 1);
-    EXPECT_THAT(m_program->output(), HasSubstr("terminald: the bus is gone\n"));
+    EXPECT_TRUE(AwaitInt(kStatus, 6)) << m_program->output();
 }
 
 TEST_F(TerminalProgram, SaysThatThereIsNoBus) {
