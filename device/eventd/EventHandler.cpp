@@ -14,7 +14,7 @@ constexpr const char* kModule = "eventd";
 
 bool EventHandler::restore() {
     const auto stored = event_database_read();
-    auto severities = event_database_read_severities();
+    const auto severities = event_database_read_severities();
     if (!stored || !severities) {
         return false;
     }
@@ -22,9 +22,14 @@ bool EventHandler::restore() {
     while (events.size() < stored->size() && (*stored)[events.size()].event) {
         events.push_back(*(*stored)[events.size()].event);
     }
+    m_stored.take_as_written(events);
     m_list = EventList(std::move(events));
     // What was announced meanwhile counts for more.
-    m_severities.merge(*severities);
+    for (const auto& [ev_id, severity] : *severities) {
+        if (m_severities.size() < kMaxDefinitions) {
+            m_severities.emplace(ev_id, severity);
+        }
+    }
     m_is_restored = true;
     for (const Waiting& signal : std::exchange(m_waiting, {})) {
         take(signal);

@@ -19,11 +19,17 @@ constexpr uint32_t kCheckMs = 1000;
 }  // namespace
 
 // The filter goes first: what the bus takes after it is not missed, however long the list takes.
-EventServer::EventServer(_fdloop_t* loop, _cbus_conn_t* connection)
-    : m_loop(loop), m_connection(connection), m_timer(fdloop_timer_add(loop, kRestoreMs, on_timer, this)) {
+EventServer::EventServer(_fdloop_t* loop, _cbus_conn_t* connection, EventHandler& handler)
+    : m_loop(loop),
+      m_connection(connection),
+      m_handler(handler),
+      m_timer(fdloop_timer_add(loop, handler.is_restored() ? kCheckMs : kRestoreMs, on_timer, this)) {
     config_init_cbus(connection, nullptr);
     cbus_client_signal_cb_add(connection, kPrefix, on_signal, this);
     cbus_filter(connection, kPrefix);
+    if (m_handler.is_restored()) {
+        log_serving();
+    }
     check_database();
     if (!m_handler.is_restored()) {
         logger_function(5, kModule, "waiting for the database");
@@ -51,6 +57,10 @@ void EventServer::check_database() {
         m_handler.check_database();
     } else if (m_handler.restore()) {
         fdloop_timer_set_interval(m_timer, kCheckMs);
-        logger_function(6, kModule, "serving %zu events", m_handler.list().events().size());
+        log_serving();
     }
+}
+
+void EventServer::log_serving() const {
+    logger_function(6, kModule, "serving %zu events", m_handler.list().events().size());
 }

@@ -10,13 +10,14 @@ struct _fdloop_timer_t;
 
 // EventServer: the event handler on the bus, as the receiver of the signals "event_handler.".
 //   The configuration client of this process runs on the same connection.
-// Borrows: loop and connection (made on that loop); they outlive it.
+// Borrows: loop, connection (made on that loop) and handler; they outlive it. The handler outlives the connection as
+//          well: what it knows does not go with a bus.
 // Threads: loop thread only.
 // Blocks:  for the database, also in the constructor.
 // Errors:  whether the bus is still there is for the owner of the connection to see.
 class EventServer {
   public:
-    EventServer(_fdloop_t* loop, _cbus_conn_t* connection);
+    EventServer(_fdloop_t* loop, _cbus_conn_t* connection, EventHandler& handler);
     EventServer(const EventServer&) = delete;
     EventServer& operator=(const EventServer&) = delete;
     ~EventServer();
@@ -27,9 +28,10 @@ class EventServer {
     static void on_timer(void* self, int, _fdloop_timer_t*) noexcept;
 
     void check_database();
+    void log_serving() const;
 
     _fdloop_t* m_loop;
     _cbus_conn_t* m_connection;
-    EventHandler m_handler;
+    EventHandler& m_handler;
     _fdloop_timer_t* m_timer;
 };

@@ -12,44 +12,39 @@ constexpr const char* kModule = "eventd";
 
 bool StoredList::bring_up_to_date() {
     const auto stored = event_database_read();
-    const bool is_current = stored && mend(*stored);
+    const bool is_current = stored && write_changes(*stored);
     note_outcome(is_current);
     return is_current;
 }
 
-bool StoredList::mend(const std::vector<StoredPosition>& stored) {
-    note_losses(stored);
+bool StoredList::write_changes(const std::vector<StoredPosition>& stored) {
+    if (is_damaged(stored)) {
+        logger_function(4, kModule,
+                        "the list in the database is not what was written: writing all %zu events again",
+                        m_list.events().size());
+        event_database_clear();
+        m_written.clear();
+    }
     const std::vector<UserEvent>& events = m_list.events();
-    for (unsigned n = 0; n < stored.size(); ++n) {
-        const bool is_held = n < events.size();
-        if (stored[n].is_taken && (!is_held || !stored[n].event)) {
-            logger_function(4, kModule, "a foreign value at position %u of the list is taken away", n);
-            event_database_delete(n);
-        }
-        if (!is_held) {
-            continue;
-        }
-        if (stored[n].event != events[n] && event_database_write(n, events[n]) != 0) {
+    for (unsigned n = 0; n < events.size(); ++n) {
+        const bool is_written = n < m_written.size() && m_written[n] == events[n];
+        if (!is_written && event_database_write(n, events[n]) != 0) {
             return false;
         }
-        note_written(n);
+        m_written.resize(std::max<size_t>(m_written.size(), n + 1));
+        m_written[n] = events[n];
     }
     return true;
 }
 
-void StoredList::note_written(unsigned position) {
-    m_written.resize(std::max<size_t>(m_written.size(), position + 1));
-    m_written[position] = m_list.events()[position];
-}
-
-void StoredList::note_losses(const std::vector<StoredPosition>& stored) const {
-    size_t lost = 0;
-    for (size_t n = 0; n < m_written.size(); ++n) {
-        lost += static_cast<size_t>(stored[n].event != m_written[n]);
+bool StoredList::is_damaged(const std::vector<StoredPosition>& stored) const {
+    for (size_t n = 0; n < stored.size(); ++n) {
+        const bool is_right = n < m_written.size() ? stored[n].event == m_written[n] : !stored[n].is_taken;
+        if (!is_right) {
+            return true;
+        }
     }
-    if (lost > 0) {
-        logger_function(5, kModule, "the database has lost %zu events of the list: writing them again", lost);
-    }
+    return false;
 }
 
 // Once per outage: the next tries follow each other within a second.

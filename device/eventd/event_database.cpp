@@ -62,8 +62,8 @@ int event_database_write(unsigned position, const UserEvent& event) {
     return write_value(key_of(position).c_str(), value.data(), value.size());
 }
 
-void event_database_delete(unsigned position) {
-    config_delete(key_of(position).c_str());
+void event_database_clear() {
+    config_deletem((std::string(kEventStorePrefix) + "*").c_str());
 }
 
 // The rows of the signal that announces definitions, one behind the other.

@@ -14,7 +14,7 @@
 // Threads: the thread of the configuration client only.
 // Blocks:  reads and writes until the database answers, or the bus for it; a deletion not.
 
-// What is at one position of the list. A value that is taken and no event is foreign.
+// What is at one position of the list. What is taken and no event is a foreign value.
 struct StoredPosition {
     bool is_taken = false;
     std::optional<UserEvent> event;
@@ -25,7 +25,8 @@ struct StoredPosition {
 
 // 0, or the status of the database.
 [[nodiscard]] int event_database_write(unsigned position, const UserEvent& event);
-void event_database_delete(unsigned position);
+// Takes every position away.
+void event_database_clear();
 
 inline constexpr size_t kMaxEventSeverities = 1000;
 // By ev_id, at most kMaxEventSeverities. Empty when nothing that can be read is there; nothing when the database does not answer.

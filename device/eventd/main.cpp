@@ -13,7 +13,8 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     CLI11_PARSE(app, argc, argv);
 
     unit_program_prepare("eventd", address);
-    return unit_program_run("eventd", [](const UnitProgram& program) {
-        return std::make_shared<EventServer>(program.loop, program.connection);
+    EventHandler handler;
+    return unit_program_run("eventd", [&handler](const UnitProgram& program) {
+        return std::make_shared<EventServer>(program.loop, program.connection, handler);
     });
 }

@@ -230,14 +230,22 @@ TEST_F(EventProgram, DefinitionsAreKnownAfterItsRestart) {
     EXPECT_EQ(Stored(1).severity, 2);
 }
 
-TEST_F(EventProgram, AHoleIsFilledByItself) {
+// The reader stops the process at an event that would leave a gap.
+TEST_F(EventProgram, AReaderThatStartsAtAHoleGetsTheWholeList) {
     Serve();
-    ReportMany(3);
-    ASSERT_TRUE(AwaitStored(2, 3, kEventStateOn));
+    ReportMany(5);
+    ASSERT_TRUE(AwaitStored(4, 5, kEventStateOn));
+    m_handler->signal(SIGSTOP);
+    config_delete("dyn.evh.store.2");
+    EventManager reader(kCapacity);
+    reader.emInit();
+    ASSERT_EQ(reader.store().count(), 2U);
 
-    config_delete("dyn.evh.store.1");
+    m_handler->signal(SIGCONT);
 
-    EXPECT_TRUE(AwaitStored(1, 2, kEventStateOn));
+    EXPECT_TRUE(Await([&] { return reader.store().count() == 5; }));
+    Report(5, kEventStateOff);
+    EXPECT_TRUE(AwaitStored(4, 5, kEventStateOff));
 }
 
 TEST_F(EventProgram, WaitsForADatabaseThatIsNotThereYet) {
@@ -292,12 +300,14 @@ TEST_F(EventProgram, EndsCleanlyWhileItWaitsForTheDatabase) {
     EXPECT_EQ(m_handler->awaitEnd(), 0);
 }
 
-TEST_F(EventProgram, JoinsABusThatWasStartedAnewAndGoesOnWithItsList) {
+TEST_F(EventProgram, ItsListOutlivesBusAndDatabase) {
     Serve();
     ReportMany(3);
     ASSERT_TRUE(AwaitStored(2, 3, kEventStateOn));
 
+    Kill(*m_database);
     RestartBus();
+    StartDatabase();
 
     // Reports that come before it has joined are lost with the bus.
     ASSERT_TRUE(Await([] {
