@@ -19,7 +19,7 @@ class EventStoreFunc {
 // EventStore: the unit's list of events, as far as this process has read and heard of it.
 // Owns:    the records, in one array: pointers to them stay valid as long as the store. Records are never removed;
 //          what is appended stands at the end, what changes is overwritten in place. Texts are looked up once, when a
-//          record is made.
+//          record is made: they belong to an event's definition, which does not change while the unit runs.
 // Threads: the thread of the configuration client only.
 // Blocks:  restore() and appends read from the database.
 // Errors:  a capacity outside 1 to 9999, no memory for it, and a change that leaves a gap behind the last record stop

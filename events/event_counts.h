@@ -7,5 +7,5 @@
 
 // ON and more than information.
 [[nodiscard]] unsigned numberActiveNonInfoEvents();
-// ON and ERROR; FATAL is not among them.
+// ON and ERROR. FATAL is not among them and must not be: who shows this number shows fatal events apart.
 [[nodiscard]] unsigned numberActiveErrorEvents();

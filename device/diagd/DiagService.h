@@ -12,8 +12,8 @@ struct _fdloop_timer_t;
 struct config_data_t;
 
 // DiagService: makes a report whenever "ram.diag.save" is set to kRequest, and sets the key to kDone or to an error
-//   text when it is made. A request that stands there at the start is served as well, and so is an error: whoever asked still waits.
-//   One that comes while a report is being made is served by that one.
+//   text when it is made. A request that stands there at the start is served as well, and so is an error: whoever
+//   asked still waits. One that comes while a report is being made is served by that one.
 // Borrows: the loop, which outlives it; the configuration client is set up.
 // Threads: loop thread only.
 // Blocks:  the constructor and each request while the database is asked; the rest is done by a child process.

@@ -29,7 +29,8 @@ struct StoredPosition {
 void event_database_clear();
 
 inline constexpr size_t kMaxEventSeverities = 1000;
-// By ev_id, at most kMaxEventSeverities. Empty when nothing that can be read is there; nothing when the database does not answer.
+// By ev_id, at most kMaxEventSeverities. Empty when nothing that can be read is there; nothing when the database
+// does not answer.
 using EventSeverities = std::map<uint32_t, uint8_t>;
 [[nodiscard]] std::optional<EventSeverities> event_database_read_severities();
 // 0, or the status of the database.

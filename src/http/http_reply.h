@@ -17,7 +17,8 @@ void http_add_header(evhttp_request* req, const char* name, const char* value);
 // have no body by their nature (to HEAD, or with 1xx, 204, 304) are sent without it.
 void http_send_reply(evhttp_request* req, int code, const char* reason, evbuffer* body);
 
-// The same as a chunked reply of one chunk. A client of HTTP/1.0 or before, which knows no chunks, gets the length instead.
+// The same as a chunked reply of one chunk. A client of HTTP/1.0 or before, which knows no chunks, gets the
+// length instead.
 void http_send_chunked_reply(evhttp_request* req, int code, const char* reason, evbuffer* body);
 
 // Makes the answer an error page: replaces the contents of `page`, adds the page's Content-Type to the

@@ -132,6 +132,7 @@ void FileHelper::deleteRuleEntry(const char* id) {
     }
 }
 
+// The bracket behind "Content" has no partner; log readers split the line there.
 void FileHelper::dumpFileMap() const {
     logger_function(7, kModule, "FileMap: size = %d", static_cast<int>(m_file_lines.size()));
     for (const auto& [key, line] : m_file_lines) {

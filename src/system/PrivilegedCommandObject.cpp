@@ -23,16 +23,12 @@ bool read_text(const cJSON* body, const char* name, std::string& text) {
     return result != CjsonValidate::kInvalid;
 }
 
-bool read_path(const cJSON* body, const char* name, std::string& path) {
+// One that is too long, or no text, counts as not given.
+void read_path(const cJSON* body, const char* name, std::string& path) {
     std::string text;
-    if (!read_text(body, name, text)) {
-        return false;
-    }
-    // One that is too long counts as not given.
-    if (text.size() <= kMaxText) {
+    if (read_text(body, name, text) && text.size() <= kMaxText) {
         path = text;
     }
-    return true;
 }
 
 bool read_arguments(const cJSON* body, std::vector<std::string>& arguments) {
@@ -74,10 +70,11 @@ JsonPtr json_array(const std::vector<std::string>& texts) {
 }  // namespace
 
 bool PrivilegedCommandObject::readFrom(const cJSON* body) {
+    read_path(body, "stdin", stdin_path);
+    read_path(body, "stdout", stdout_path);
+    read_path(body, "stderr", stderr_path);
     return cJSON_GetObjectItemCaseSensitive(body, "command") != nullptr &&
-           read_text(body, "command", command) && read_arguments(body, arguments) &&
-           read_path(body, "stdin", stdin_path) && read_path(body, "stdout", stdout_path) &&
-           read_path(body, "stderr", stderr_path);
+           read_text(body, "command", command) && read_arguments(body, arguments);
 }
 
 // Nothing stands between the arguments, on purpose: clients put a blank in front of an argument that is to be a word of

@@ -11,7 +11,8 @@ class ProcessMonitor;
 // Owns:      its data and its process.
 // Borrows:   its owner and the monitor, which outlive it.
 // Threads:   loop thread only.
-// Callbacks: the owner hears once of the end of the process, never inside runProcess(). It may destroy this object then.
+// Callbacks: the owner hears once of the end of the process, never inside runProcess(). It may destroy this
+//            object then.
 // The destructor leaves a process that still runs alone; nobody hears of its end.
 class PrivilegedCommands : public Process::Callback {
   public:

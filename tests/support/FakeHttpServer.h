@@ -18,8 +18,8 @@
 #include "runtime/c_owner.h"
 
 // FakeHttpServer: the server that somebody posts to: records what it gets, one connection after the other, and
-// answers each request with the bytes it was told; one that breaks off is recorded as far as it came. On a port of its own of the loopback interface, in a thread of its
-// own, so that the client may block.
+// answers each request with the bytes it was told; one that breaks off is recorded as far as it came. On a port
+// of its own of the loopback interface, in a thread of its own, so that the client may block.
 class FakeHttpServer {
   public:
     struct Request {

@@ -82,9 +82,13 @@ TEST_F(SystemDebugObjectTest, MakesTheDirectoryOfItsMarkerFiles) {
     const TempDirectory parent;
     const SystemDebugObject debug(parent.file("m/").c_str());
 
+    const mode_t before = umask(0);
     debug.setRebootFlag(true);
+    umask(before);
 
     EXPECT_TRUE(debug.getRebootFlag());
+    // A daemon runs without a umask.
+    EXPECT_EQ(std::filesystem::status(parent.file("m")).permissions(), std::filesystem::perms{0755});
     std::filesystem::remove_all(parent.file("m"));
 }
 
