@@ -1,0 +1,154 @@
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "HttpClient.h"
+#include "RunningUnit.h"
+#include "tests/support/Program.h"
+#include "tests/support/TempDirectory.h"
+
+// The script that runs a whole unit.
+
+namespace {
+
+using testing::HasSubstr;
+
+// Sooner or later, within ten seconds.
+bool Await(const std::function<bool()>& condition) {
+    for (int i = 0; i < 1000 && !condition(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+}
+
+// The process of that name whose parent it is; 0 when there is none.
+pid_t ChildOf(pid_t parent, const std::string& name) {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream file(entry.path() / "stat");
+        std::string pid;
+        std::string comm;
+        std::string state;
+        pid_t found_parent = 0;
+        if (file >> pid >> comm >> state >> found_parent && found_parent == parent && state != "Z" &&
+            comm == "(" + name + ")") {
+            return std::stoi(pid);
+        }
+    }
+    return 0;
+}
+
+class RunUnit : public testing::Test {
+  protected:
+    std::unique_ptr<Program> Start(std::vector<std::string> arguments, int port) {
+        arguments.insert(arguments.end(), {"--port", std::to_string(port), "--bus", m_bus});
+        const std::string bin = std::filesystem::path(WEB_APP_PROGRAM).parent_path();
+        return std::make_unique<Program>(RUN_UNIT_SCRIPT, arguments,
+                                         std::map<std::string, std::string>{{"ORVALE_BIN", bin}},
+                                         m_directory.file("log" + std::to_string(++m_started)));
+    }
+    void Run(const std::vector<std::string>& arguments) {
+        m_script = Start(arguments, m_port);
+        ASSERT_TRUE(m_script->awaitOutput("The unit runs")) << m_script->output();
+    }
+    [[nodiscard]] pid_t Child(const std::string& name) const { return ChildOf(m_script->pid(), name); }
+    [[nodiscard]] bool Answers() const {
+        return HttpClient(m_port).request("GET", "/system/info", "", {"Accept: application/json"}).status ==
+               200;
+    }
+    void TearDown() override {
+        if (m_script != nullptr) {
+            m_script->signal(SIGTERM);
+            EXPECT_TRUE(m_script->awaitEnd().has_value());
+        }
+    }
+
+    TempDirectory m_directory;
+    int m_started = 0;
+    int m_port = free_port();
+    std::string m_bus = "unix*run-unit-" + std::to_string(getpid());
+    std::unique_ptr<Program> m_script;
+};
+
+}  // namespace
+
+TEST_F(RunUnit, StartsEveryProgramOfTheUnit) {
+    Run({});
+
+    for (const char* name : {"cbusd", "configd", "eventd", "diagd", "web_app", "terminald"}) {
+        EXPECT_NE(Child(name), 0) << name;
+    }
+    EXPECT_TRUE(Answers());
+}
+
+TEST_F(RunUnit, AStillUnitHasNoTerminal) {
+    Run({"--still"});
+
+    EXPECT_NE(Child("web_app"), 0);
+    EXPECT_EQ(Child("terminald"), 0);
+}
+
+TEST_F(RunUnit, EndsAllOfItOnASignal) {
+    Run({});
+    std::vector<pid_t> children;
+    for (const char* name : {"cbusd", "configd", "eventd", "diagd", "web_app", "terminald"}) {
+        children.push_back(Child(name));
+    }
+
+    m_script->signal(SIGTERM);
+
+    EXPECT_EQ(WEXITSTATUS(m_script->awaitEnd().value_or(0)), 143);
+    for (const pid_t child : children) {
+        EXPECT_NE(kill(child, 0), 0);
+    }
+    EXPECT_FALSE(std::filesystem::exists("/tmp/mrv_json_rpc_" + std::to_string(getuid())));
+}
+
+TEST_F(RunUnit, StartsADaemonAgainThatWasKilled) {
+    Run({"--still"});
+
+    kill(Child("web_app"), SIGKILL);
+
+    EXPECT_TRUE(m_script->awaitOutput("run: web_app ended by itself: starting it again"));
+    EXPECT_TRUE(Await([this] { return Answers(); })) << m_script->output();
+}
+
+// The daemon's connection to the bus is for life: it ends with it, and is started again as well.
+TEST_F(RunUnit, ServesAgainAfterItsBusWasKilled) {
+    Run({"--still"});
+    const pid_t daemon = Child("web_app");
+
+    kill(Child("cbusd"), SIGKILL);
+
+    ASSERT_TRUE(Await([&] { return Child("web_app") != 0 && Child("web_app") != daemon && Answers(); }))
+        << m_script->output();
+    EXPECT_TRUE(Await([this] {
+        return HttpClient(m_port)
+                   .request("GET", "/system/info", "", {"Accept: application/json"})
+                   .body.find("HM24071983") != std::string::npos;
+    }));
+}
+
+TEST_F(RunUnit, TellsOfAPortThatIsTaken) {
+    Run({"--still"});
+
+    const std::unique_ptr<Program> second = Start({"--still"}, m_port);
+
+    EXPECT_EQ(WEXITSTATUS(second->awaitEnd().value_or(0)), 1);
+}
+
+TEST_F(RunUnit, TellsWhatItsConfigurationLacks) {
+    const std::unique_ptr<Program> script = Start({"--config", m_directory.path()}, m_port);
+
+    EXPECT_EQ(WEXITSTATUS(script->awaitEnd().value_or(0)), 1);
+    EXPECT_THAT(script->output(), HasSubstr("/accessmap.json"));
+}
