@@ -12,6 +12,7 @@
 #include "HttpLoad.h"
 #include "RpcLoad.h"
 #include "RunningUnit.h"
+#include "bus.h"
 #include "cbus/cbus.h"
 #include "comparison.h"
 #include "config_client/config_client_api.h"
@@ -115,6 +116,7 @@ void compare_bus(RunningUnit& unit) {
                       [] { return microseconds_per_call(read_one_key); },
                       [&] { return microseconds_per_call([&] { relay.roundTrip(kBusMessageBytes); }); }});
     fan_out_print(unit);
+    bus_print(unit);
     cbus_conn_destroy(connection);
 }
 

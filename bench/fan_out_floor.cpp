@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,7 +23,7 @@ FanOutFloor::FanOutFloor(size_t receivers) : m_turn(makePair()) {
     for (size_t i = 0; i < receivers; ++i) {
         m_connections.push_back(makePair());
     }
-    m_sender = fork();
+    m_sender = fork_pinned(kServingCpu);
     if (m_sender == 0) {
         sendForEver();
     }
@@ -60,8 +59,6 @@ FanOutFloor::Pair FanOutFloor::makePair() {
 }
 
 void FanOutFloor::sendForEver() const {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    pin_process(0, kServingCpu);
     const std::string text(kTextBytes, 'x');
     char turn = 0;
     while (read(m_turn.first.get(), &turn, 1) == 1) {

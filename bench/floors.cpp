@@ -4,7 +4,6 @@
 #include <event2/http.h>
 #include <event2/listener.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -19,16 +18,6 @@
 namespace {
 
 constexpr size_t kMessageBytes = 4096;
-
-// The child ends with the bench, however that ends.
-pid_t fork_pinned(int cpu) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        pin_process(0, cpu);
-    }
-    return pid;
-}
 
 void answer_with_json(evhttp_request* request, void* json) {
     const BufferPtr body(evbuffer_new());

@@ -1,6 +1,8 @@
 #include "pinned.h"
 
 #include <sched.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -14,4 +16,13 @@ void pin_process(pid_t pid, int cpu) {
     for (const auto& thread : std::filesystem::directory_iterator("/proc/" + process + "/task")) {
         sched_setaffinity(std::atoi(thread.path().filename().c_str()), sizeof set, &set);
     }
+}
+
+pid_t fork_pinned(int cpu) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        pin_process(0, cpu);
+    }
+    return pid;
 }

@@ -9,3 +9,6 @@ constexpr int kAskingCpu = 1;
 
 // Pins a process with all its threads; 0 is the caller.
 void pin_process(pid_t pid, int cpu);
+
+// A child process, pinned, that ends with this one, however that ends. As fork().
+[[nodiscard]] pid_t fork_pinned(int cpu);
