@@ -16,6 +16,7 @@
 #include "cbus/cbus.h"
 #include "comparison.h"
 #include "config_client/config_client_api.h"
+#include "database.h"
 #include "fan_out.h"
 #include "floors.h"
 #include "pinned.h"
@@ -129,5 +130,6 @@ int main() {
     compare_http(unit);
     compare_rpc(unit);
     compare_bus(unit);
+    database_print();
     return 0;
 }
