@@ -4,14 +4,22 @@
 
 #include "config_client/config_client_api.h"
 
-std::unique_ptr<ConfigDatabase> ConfigDatabase::load(ConfigValues factory,
-                                                     std::unique_ptr<ConfigStore> store) {
-    std::unique_ptr<ConfigDatabase> database(new ConfigDatabase(std::move(factory), std::move(store)));
-    return database->m_store->load(database->m_values) ? std::move(database) : nullptr;
+std::unique_ptr<ConfigDatabase> ConfigDatabase::load(ConfigValues factory, std::unique_ptr<ConfigStore> store,
+                                                     std::unique_ptr<ConfigStore> runtime_store) {
+    std::unique_ptr<ConfigDatabase> database(
+        new ConfigDatabase(std::move(factory), std::move(store), std::move(runtime_store)));
+    const bool is_loaded = database->m_store->load(KeyTree::kPersistent, database->m_values) &&
+                           (database->m_runtime_store == nullptr ||
+                            database->m_runtime_store->load(KeyTree::kVolatile, database->m_values));
+    return is_loaded ? std::move(database) : nullptr;
 }
 
-ConfigDatabase::ConfigDatabase(ConfigValues factory, std::unique_ptr<ConfigStore> store)
-    : m_factory(std::move(factory)), m_values(m_factory), m_store(std::move(store)) {}
+ConfigDatabase::ConfigDatabase(ConfigValues factory, std::unique_ptr<ConfigStore> store,
+                               std::unique_ptr<ConfigStore> runtime_store)
+    : m_factory(std::move(factory)),
+      m_values(m_factory),
+      m_store(std::move(store)),
+      m_runtime_store(std::move(runtime_store)) {}
 
 const ConfigValue* ConfigDatabase::find(std::string_view key) const {
     const auto found = m_values.find(key);
@@ -20,11 +28,23 @@ const ConfigValue* ConfigDatabase::find(std::string_view key) const {
 
 std::vector<const ConfigValues::value_type*> ConfigDatabase::match(const KeyPattern& pattern) const {
     std::vector<const ConfigValues::value_type*> matching;
-    const std::string& prefix = pattern.literal_prefix();
-    for (auto it = m_values.lower_bound(prefix); it != m_values.end() && it->first.starts_with(prefix);
-         ++it) {
-        if (pattern.matches(it->first)) {
-            matching.push_back(&*it);
+    std::string leap = pattern.literal_prefix();
+    auto it = m_values.lower_bound(leap);
+    while (it != m_values.end()) {
+        switch (pattern.look_at(it->first, leap)) {
+            case KeyPattern::Look::kMatches:
+                matching.push_back(&*it);
+                ++it;
+                break;
+            case KeyPattern::Look::kNextKey:
+                ++it;
+                break;
+            case KeyPattern::Look::kLeap:
+                it = m_values.lower_bound(leap);
+                break;
+            case KeyPattern::Look::kNoneBehind:
+                it = m_values.end();
+                break;
         }
     }
     return matching;
@@ -39,17 +59,21 @@ uint32_t ConfigDatabase::information(std::string_view key) const {
            (is_factory_value ? kIsFactoryValue : 0);
 }
 
-std::optional<ConfigDatabase::Changes> ConfigDatabase::write(const std::vector<ConfigElement>& elements) {
-    ConfigValues wanted;
-    for (const ConfigElement& element : elements) {
-        wanted.insert_or_assign(element.key, element.value);
+std::optional<std::vector<ConfigDatabase::Changes>> ConfigDatabase::write(const std::vector<Write>& writes) {
+    std::vector<Changes> all_changes;
+    Changes undo;
+    for (const Write& write : writes) {
+        ConfigValues wanted;
+        for (const ConfigElement& element : write) {
+            wanted.insert_or_assign(element.key, element.value);
+        }
+        apply(all_changes.emplace_back(changes_by(std::move(wanted))), undo);
     }
-    Changes changes = changes_by(std::move(wanted));
-    if (!store_changes(changes)) {
+    if (!store_volatile(undo) || !m_store->write(rows_of(undo, KeyTree::kPersistent))) {
+        take_back(undo);
         return std::nullopt;
     }
-    apply(changes);
-    return changes;
+    return all_changes;
 }
 
 std::optional<ConfigDatabase::Changes> ConfigDatabase::reset_to_factory() {
@@ -60,10 +84,12 @@ std::optional<ConfigDatabase::Changes> ConfigDatabase::reset_to_factory() {
         }
     }
     Changes changes = changes_by(std::move(wanted));
-    if (!m_store->clear()) {
+    Changes undo;
+    apply(changes, undo);
+    if (!store_volatile(undo) || !m_store->clear()) {
+        take_back(undo);
         return std::nullopt;
     }
-    apply(changes);
     return changes;
 }
 
@@ -81,29 +107,43 @@ ConfigDatabase::Changes ConfigDatabase::changes_by(ConfigValues wanted) const {
     return changes;
 }
 
-// A deleted factory value leaves a row that says so; without it the next start would bring the value back.
-bool ConfigDatabase::store_changes(const Changes& changes) {
-    std::vector<ConfigElement> rows;
-    std::vector<std::string> removed;
-    for (const ConfigElement& change : changes) {
-        if (config_key_tree(change.key) != KeyTree::kPersistent) {
-            continue;
-        }
-        if (change.value.type != CONFIG_TYPE_NONE || m_factory.contains(change.key)) {
-            rows.push_back(change);
-        } else {
-            removed.push_back(change.key);
+// Appends to `undo` what was there before.
+void ConfigDatabase::apply(const Changes& changes, Changes& undo) {
+    for (const auto& [key, value, status] : changes) {
+        ConfigValue& slot = m_values[key];
+        undo.push_back({key, std::exchange(slot, value), CONFIG_OK});
+        if (value.type == CONFIG_TYPE_NONE) {
+            m_values.erase(key);
         }
     }
-    return (rows.empty() && removed.empty()) || m_store->write(rows, removed);
 }
 
-void ConfigDatabase::apply(const Changes& changes) {
-    for (const ConfigElement& change : changes) {
-        if (change.value.type == CONFIG_TYPE_NONE) {
-            m_values.erase(change.key);
-        } else {
-            m_values.insert_or_assign(change.key, change.value);
-        }
+// The latest first: a key that was changed twice ends as it was before the first time. The volatile store has ended its
+// transaction before the other one refused; in memory it has room for what it held before.
+void ConfigDatabase::take_back(const Changes& undo) {
+    for (auto it = undo.rbegin(); it != undo.rend(); ++it) {
+        Changes redo;
+        apply({*it}, redo);
     }
+    static_cast<void>(store_volatile(undo));
+}
+
+// The rows that make the store of one kind of trees agree with memory. A deleted factory value leaves a row that says so;
+// without it the next start would bring the value back.
+StoreRows ConfigDatabase::rows_of(const Changes& touched, KeyTree tree) const {
+    StoreRows rows;
+    for (const ConfigElement& element : touched) {
+        if (config_key_tree(element.key) != tree) {
+            continue;
+        }
+        const ConfigValue* value = find(element.key);
+        const bool is_put = value != nullptr || m_factory.contains(element.key);
+        rows.insert_or_assign(
+            element.key, is_put ? std::optional(value != nullptr ? *value : ConfigValue()) : std::nullopt);
+    }
+    return rows;
+}
+
+bool ConfigDatabase::store_volatile(const Changes& touched) {
+    return m_runtime_store == nullptr || m_runtime_store->write(rows_of(touched, KeyTree::kVolatile));
 }

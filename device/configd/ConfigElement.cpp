@@ -29,6 +29,10 @@ bool value_fits_its_type(const ConfigValue& value) {
 
 }  // namespace
 
+bool config_text_is_key(std::string_view text) {
+    return text.size() <= kMaxKeyBytes && std::ranges::all_of(text, is_printable);
+}
+
 KeyTree config_key_tree(std::string_view key) {
     struct Tree {
         std::string_view prefix;
@@ -43,8 +47,7 @@ KeyTree config_key_tree(std::string_view key) {
 }
 
 int32_t config_element_check(const ConfigElement& element) {
-    if (element.key.size() > kMaxKeyBytes || !std::ranges::all_of(element.key, is_printable) ||
-        config_key_tree(element.key) == KeyTree::kUnknown) {
+    if (!config_text_is_key(element.key) || config_key_tree(element.key) == KeyTree::kUnknown) {
         return CONFIG_REFUSED;
     }
     const bool fits = element.value.data.size() <= kMaxValueBytes && value_fits_its_type(element.value);

@@ -32,6 +32,9 @@ enum class KeyTree {
 constexpr size_t kMaxKeyBytes = 255;
 constexpr size_t kMaxValueBytes = kConfigMaxValueBytes;
 
+// Not longer than a key, all of it printable characters without blanks.
+[[nodiscard]] bool config_text_is_key(std::string_view text);
+
 [[nodiscard]] KeyTree config_key_tree(std::string_view key);
 
 // 0, or why the element cannot be written: CONFIG_REFUSED for a key that is too long, holds blanks or unprintable

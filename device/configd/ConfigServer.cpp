@@ -1,5 +1,7 @@
 #include "device/configd/ConfigServer.h"
 
+#include <poll.h>
+
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -29,10 +31,14 @@ ConfigServer::ConfigServer(_fdloop_t* loop, _cbus_conn_t* connection, ConfigData
     cbus_client_init_cb(connection);
     cbus_client_request_cb_add(connection, kCallbackPrefix, on_request, this);
     cbus_client_signal_cb_add(connection, kCallbackPrefix, on_signal, this);
+    m_idler = fdloop_idler_add(loop, on_turn, this);
     announce_names();
+    cbus_send_signal(connection, "config.start", nullptr, 0);
 }
 
 ConfigServer::~ConfigServer() {
+    m_service.commit();
+    fdloop_idler_del(m_loop, m_idler);
     cbus_client_request_cb_del(m_connection, kCallbackPrefix, on_request, this);
     cbus_client_signal_cb_del(m_connection, kCallbackPrefix, on_signal, this);
     if (m_timer != nullptr) {
@@ -71,10 +77,27 @@ int ConfigServer::on_signal(_cbus_conn_t*, void* self, const char* name, const v
     return 0;
 }
 
+void ConfigServer::on_turn(void* self) noexcept {
+    static_cast<ConfigServer*>(self)->commit_unless_more_comes();
+}
+
 void ConfigServer::on_timer(void* self, int, _fdloop_timer_t*) noexcept {
     auto* server = static_cast<ConfigServer*>(self);
     server->m_service.expire(px_time_ms());
     server->update_timer();
+}
+
+// Called before the loop waits. A turn of the loop reads one message: what stands behind it in the socket belongs to
+// the same transaction.
+void ConfigServer::commit_unless_more_comes() {
+    if (!m_service.has_uncommitted()) {
+        return;
+    }
+    pollfd bus{m_connection->socket, POLLIN, 0};
+    const bool more_comes = poll(&bus, 1, 0) > 0 && (bus.revents & POLLIN) != 0;
+    if (!more_comes || m_service.commit_is_due(px_time_ms())) {
+        m_service.commit();
+    }
 }
 
 void ConfigServer::send_signal(const std::string& name, const std::string& data) {

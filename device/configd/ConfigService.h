@@ -1,40 +1,27 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "device/configd/CommitQueue.h"
 #include "device/configd/ConfigDatabase.h"
+#include "device/configd/ConfigOutlet.h"
+#include "device/configd/ConfigReads.h"
 #include "device/configd/GuardedWrites.h"
 
-// The bus as the service sees it.
-class ConfigOutlet {
-  public:
-    using Answer = std::function<void(const std::string& data)>;
-
-    virtual void send_signal(const std::string& name, const std::string& data) = 0;
-    // Keeps the request that is being handled; the answer is called at most once.
-    [[nodiscard]] virtual Answer keep_request() = 0;
-
-  protected:
-    ~ConfigOutlet() = default;
-};
-
 // ConfigService: the operations of the database, from the bytes of a request or signal to those of its reply.
-//   A write is done whole or not at all, and what it changed is announced before its writer is answered: one signal
-//   "config.change.<first component>" for each first component.
+//   A write is done whole or not at all. It passes its validators, waits for the transaction that it shares with what
+//   came at the same time, and is then announced and answered, in this order.
 // Borrows: database and outlet; they outlive it.
 // Threads: loop thread only.
+// Blocks:  for the disk, wherever a transaction ends: end_turn(), commit() and reads of what was just written.
 // Errors:  malformed requests get an empty reply, malformed signals a log line; so do writes by signal that are
 //          refused. A reply that the bus would not carry is empty.
 // Units:   times in milliseconds of px_time_ms().
 class ConfigService final : private GuardedWrites::Owner {
   public:
-    // The broker takes messages of 8 MiB; name and header need a little of that.
-    static constexpr size_t kMaxDataBytes = (size_t{8} << 20) - 1024;
-
     ConfigService(ConfigDatabase& database, ConfigOutlet& outlet);
     ConfigService(const ConfigService&) = delete;
     ConfigService& operator=(const ConfigService&) = delete;
@@ -45,6 +32,11 @@ class ConfigService final : private GuardedWrites::Owner {
                                                             uint32_t now_ms);
     void handle_signal(std::string_view name, std::string_view data, uint32_t now_ms);
 
+    // Whether writes wait for their transaction, and whether one has waited for as long as it may.
+    [[nodiscard]] bool has_uncommitted() const { return !m_queue.is_empty(); }
+    [[nodiscard]] bool commit_is_due(uint32_t now_ms) const { return m_queue.is_due(now_ms); }
+    void commit() { m_queue.commit(); }
+
     // For validators that do not answer: expire() is due after this time.
     [[nodiscard]] std::optional<uint32_t> time_left_ms(uint32_t now_ms) const {
         return m_guarded.time_left_ms(now_ms);
@@ -54,24 +46,22 @@ class ConfigService final : private GuardedWrites::Owner {
   private:
     using Elements = std::vector<ConfigElement>;
 
-    [[nodiscard]] std::string read(std::string_view key, std::string_view data) const;
-    [[nodiscard]] std::string read_vector(std::string_view prefix, std::string_view data) const;
-    [[nodiscard]] std::string read_pattern(std::string_view pattern) const;
-    [[nodiscard]] std::string stat(std::string_view key) const;
     [[nodiscard]] std::string factory_reset();
     [[nodiscard]] std::optional<std::string> modify_vector(std::string_view prefix, std::string_view data,
                                                            uint32_t now_ms);
     [[nodiscard]] bool write(std::string_view key, std::string_view data, uint32_t now_ms);
     [[nodiscard]] bool write_vector(std::string_view prefix, std::string_view data, uint32_t now_ms);
     [[nodiscard]] bool delete_pattern(std::string_view pattern, uint32_t now_ms);
+    [[nodiscard]] bool sync();
     [[nodiscard]] bool validate(std::string_view step, std::string_view data, uint32_t now_ms);
 
     void submit(PendingWrite write, uint32_t now_ms);
     void ask_validator(const std::string& name, const Elements& elements) override;
-    void after_verdict(PendingWrite write) override;
-    void announce(const Elements& changes);
+    void after_verdict(PendingWrite write, uint32_t now_ms) override;
 
     ConfigDatabase& m_database;
     ConfigOutlet& m_outlet;
+    CommitQueue m_queue;
+    ConfigReads m_reads;
     GuardedWrites m_guarded;
 };

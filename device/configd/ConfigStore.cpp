@@ -1,21 +1,28 @@
 #include "device/configd/ConfigStore.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <system_error>
 #include <utility>
 
 #include "config_client/config_client_api.h"
+#include "device/configd/damaged_file.h"
+#include "device/configd/printable.h"
 #include "device/configd/startup_error.h"
 #include "runtime/logging.h"
 
 namespace {
 
+constexpr const char* kModule = "configd";
+
 // Exclusive before WAL: the index of the log then needs no shared memory file, and a second database program on
-// the same file fails at its start and not in the middle.
+// the same file fails at its start and not in the middle. Rows that lie in the order of their keys are read in it.
 constexpr const char* kSetUp =
     "PRAGMA locking_mode=EXCLUSIVE;"
     "PRAGMA journal_mode=WAL;"
-    "PRAGMA synchronous=FULL;"
-    "CREATE TABLE IF NOT EXISTS config (key TEXT PRIMARY KEY, type INTEGER NOT NULL, value BLOB NOT NULL);";
+    "CREATE TABLE IF NOT EXISTS config (key TEXT PRIMARY KEY, type INTEGER NOT NULL, value BLOB NOT NULL)"
+    " WITHOUT ROWID;";
 
 std::string column_bytes(sqlite3_stmt* row, int column) {
     const auto* bytes = static_cast<const char*>(sqlite3_column_blob(row, column));
@@ -23,24 +30,79 @@ std::string column_bytes(sqlite3_stmt* row, int column) {
                             : std::string(bytes, static_cast<size_t>(sqlite3_column_bytes(row, column)));
 }
 
-}  // namespace
-
-std::unique_ptr<ConfigStore> ConfigStore::open(const char* path) {
-    sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(path, &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-    std::unique_ptr<ConfigStore> store(new ConfigStore(Connection(opened)));
-    if (result != SQLITE_OK || sqlite3_exec(opened, kSetUp, nullptr, nullptr, nullptr) != SQLITE_OK ||
-        !store->prepare_all()) {
-        startup_error("cannot open the store '%s': %s", path, sqlite3_errmsg(opened));
-        return nullptr;
-    }
-    return store;
+// A database of something else is none of ours either: it lacks the table, or has another one of its name.
+bool is_damage(int error) {
+    return error == SQLITE_CORRUPT || error == SQLITE_NOTADB || error == SQLITE_FORMAT ||
+           error == SQLITE_ERROR;
 }
 
-bool ConfigStore::prepare_all() {
+// SQLite would take it for a new store, but a store is never empty once it has been opened: its content is lost.
+bool is_empty_file(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(path, error) && std::filesystem::file_size(path, error) == 0 &&
+           !error;
+}
+
+}  // namespace
+
+std::unique_ptr<ConfigStore> ConfigStore::open(const std::string& path, Medium medium) {
+    Opening opening;
+    if (is_empty_file(path)) {
+        opening = {nullptr, true, "the file is empty"};
+    } else {
+        opening = try_open(path, medium);
+    }
+    if (opening.is_damaged) {
+        const std::optional<std::string> aside = damaged_file_move_aside(path);
+        if (aside) {
+            logger_function(3, kModule,
+                            "the store '%s' is damaged (%s): it is now '%s', factory values are loaded",
+                            path.c_str(), opening.reason.c_str(), aside->c_str());
+            opening = try_open(path, medium);
+        }
+    }
+    if (opening.store == nullptr) {
+        startup_error("cannot open the store '%s': %s", path.c_str(), opening.reason.c_str());
+    }
+    return std::move(opening.store);
+}
+
+ConfigStore::Opening ConfigStore::try_open(const std::string& path, Medium medium) {
+    sqlite3* opened = nullptr;
+    const int result =
+        sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    std::unique_ptr<ConfigStore> store(new ConfigStore(Connection(opened)));
+    // What is damaged stays as it was found: its log is not worked into it when it is closed.
+    sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    if (result != SQLITE_OK || !store->set_up(medium)) {
+        return {nullptr, is_damage(sqlite3_errcode(opened)), sqlite3_errmsg(opened)};
+    }
+    std::string damage = store->find_damage();
+    if (!damage.empty()) {
+        return {nullptr, true, std::move(damage)};
+    }
+    sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+    return {std::move(store), false, {}};
+}
+
+bool ConfigStore::set_up(Medium medium) {
+    if (!execute(kSetUp) ||
+        !execute(medium == Medium::kDisk ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=OFF")) {
+        return false;
+    }
     m_put = prepare("INSERT OR REPLACE INTO config (key, type, value) VALUES (?, ?, ?)");
     m_remove = prepare("DELETE FROM config WHERE key = ?");
     return m_put != nullptr && m_remove != nullptr;
+}
+
+// Loading would not see all of it: a broken list of free pages, for one, would refuse every later write.
+std::string ConfigStore::find_damage() {
+    const Statement check = prepare("PRAGMA quick_check(1)");
+    if (check == nullptr || sqlite3_step(check.get()) != SQLITE_ROW) {
+        return sqlite3_errmsg(m_connection.get());
+    }
+    std::string finding = column_bytes(check.get(), 0);
+    return finding == "ok" ? std::string() : printable(finding);
 }
 
 ConfigStore::Statement ConfigStore::prepare(const char* sql) {
@@ -49,16 +111,24 @@ ConfigStore::Statement ConfigStore::prepare(const char* sql) {
     return Statement(statement);
 }
 
-bool ConfigStore::load(ConfigValues& values) {
-    const Statement rows = prepare("SELECT key, type, value FROM config");
+bool ConfigStore::load(KeyTree tree, ConfigValues& values) {
+    const Statement rows = prepare("SELECT key, type, value FROM config ORDER BY key");
     int result = rows != nullptr ? SQLITE_ROW : SQLITE_ERROR;
+    auto place = values.begin();  // next to it the next row belongs
     while (result == SQLITE_ROW && (result = sqlite3_step(rows.get())) == SQLITE_ROW) {
-        std::string key = column_bytes(rows.get(), 0);
-        const auto type = static_cast<uint32_t>(sqlite3_column_int64(rows.get(), 1));
-        if (type == CONFIG_TYPE_NONE) {
-            values.erase(key);
+        ConfigElement row{
+            column_bytes(rows.get(), 0),
+            {static_cast<uint32_t>(sqlite3_column_int64(rows.get(), 1)), column_bytes(rows.get(), 2)},
+            CONFIG_OK};
+        if (config_key_tree(row.key) != tree || config_element_check(row) != CONFIG_OK) {
+            logger_function(4, kModule, "the row '%s' of the store is passed over",
+                            printable(row.key).c_str());
+        } else if (row.value.type == CONFIG_TYPE_NONE) {
+            if (const auto found = values.find(row.key); found != values.end()) {
+                place = values.erase(found);
+            }
         } else {
-            values.insert_or_assign(std::move(key), ConfigValue{type, column_bytes(rows.get(), 2)});
+            place = std::next(values.insert_or_assign(place, std::move(row.key), std::move(row.value)));
         }
     }
     if (result != SQLITE_DONE) {
@@ -67,8 +137,8 @@ bool ConfigStore::load(ConfigValues& values) {
     return result == SQLITE_DONE;
 }
 
-bool ConfigStore::write(const std::vector<ConfigElement>& rows, const std::vector<std::string>& removed) {
-    if (execute("BEGIN") && write_rows(rows, removed) && execute("COMMIT")) {
+bool ConfigStore::write(const StoreRows& rows) {
+    if (rows.empty() || (execute("BEGIN") && write_rows(rows) && execute("COMMIT"))) {
         return true;
     }
     log_error("writing to the store");
@@ -76,10 +146,10 @@ bool ConfigStore::write(const std::vector<ConfigElement>& rows, const std::vecto
     return false;
 }
 
-bool ConfigStore::write_rows(const std::vector<ConfigElement>& rows,
-                             const std::vector<std::string>& removed) {
-    return std::ranges::all_of(rows, [this](const ConfigElement& row) { return put(row); }) &&
-           std::ranges::all_of(removed, [this](const std::string& key) { return remove(key); });
+bool ConfigStore::write_rows(const StoreRows& rows) {
+    return std::ranges::all_of(rows, [this](const auto& row) {
+        return row.second ? put(row.first, *row.second) : remove(row.first);
+    });
 }
 
 bool ConfigStore::clear() {
@@ -102,10 +172,10 @@ bool ConfigStore::execute(const char* sql) {
     return sqlite3_exec(m_connection.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-bool ConfigStore::put(const ConfigElement& row) {
-    sqlite3_bind_text(m_put.get(), 1, row.key.data(), static_cast<int>(row.key.size()), SQLITE_STATIC);
-    sqlite3_bind_int64(m_put.get(), 2, row.value.type);
-    sqlite3_bind_blob64(m_put.get(), 3, row.value.data.data(), row.value.data.size(), SQLITE_STATIC);
+bool ConfigStore::put(const std::string& key, const ConfigValue& value) {
+    sqlite3_bind_text(m_put.get(), 1, key.data(), static_cast<int>(key.size()), SQLITE_STATIC);
+    sqlite3_bind_int64(m_put.get(), 2, value.type);
+    sqlite3_bind_blob64(m_put.get(), 3, value.data.data(), value.data.size(), SQLITE_STATIC);
     return finish(m_put.get());
 }
 
@@ -123,5 +193,5 @@ bool ConfigStore::finish(sqlite3_stmt* statement) {
 }
 
 void ConfigStore::log_error(const char* attempt) {
-    logger_function(3, "configd", "%s: %s", attempt, sqlite3_errmsg(m_connection.get()));
+    logger_function(3, kModule, "%s: %s", attempt, sqlite3_errmsg(m_connection.get()));
 }

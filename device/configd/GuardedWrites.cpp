@@ -1,14 +1,11 @@
 #include "device/configd/GuardedWrites.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "config_client/config_client_api.h"
 #include "runtime/logging.h"
-
-bool all_accepted(const std::vector<ConfigElement>& elements) {
-    return std::ranges::all_of(elements, [](const ConfigElement& e) { return e.status == CONFIG_OK; });
-}
 
 bool GuardedWrites::register_validator(const std::string& name) {
     if (m_validators.size() == kMaxValidators && !m_validators.contains(name)) {
@@ -27,58 +24,83 @@ bool GuardedWrites::guards(const std::vector<ConfigElement>& elements) const {
 void GuardedWrites::add(PendingWrite write, uint32_t now_ms) {
     if (m_waiting.size() == kMaxWaiting) {
         write.elements.front().status = CONFIG_REFUSED;
-        m_owner.after_verdict(std::move(write));
+        m_owner.after_verdict(std::move(write), now_ms);
         return;
     }
-    m_waiting.push_back(std::move(write));
-    if (m_waiting.size() == 1) {
-        begin_front();
-        go_on(now_ms);
+    Examination& examination = m_waiting.emplace_back(Examination{std::move(write), {}});
+    for (const std::string& name : m_validators) {
+        if (!elements_guarded_by(name, examination).empty()) {
+            examination.to_ask.push_back(name);
+        }
     }
+    go_on(now_ms);
 }
 
+// The keys alone tell which question is meant: two that are open at the same time have no validator in common, thus no
+// key that both are about.
 void GuardedWrites::handle_verdict(const std::vector<ConfigElement>& verdict, uint32_t now_ms) {
-    if (m_to_ask.empty()) {
+    const auto asked =
+        std::ranges::find_if(m_waiting, [&](Examination& e) { return is_verdict_on(e, verdict); });
+    if (asked == m_waiting.end()) {
         return;
     }
-    const Guarded guarded = elements_guarded_by(m_to_ask.back());
-    const auto same_key = [](const ConfigElement* asked, const ConfigElement& answered) {
-        return asked->key == answered.key;
-    };
-    if (!std::equal(guarded.begin(), guarded.end(), verdict.begin(), verdict.end(), same_key)) {
-        return;
-    }
+    const Guarded guarded = elements_guarded_by(asked->to_ask.back(), *asked);
     for (size_t i = 0; i < guarded.size(); ++i) {
         guarded[i]->status = verdict[i].status;
     }
-    m_to_ask.pop_back();
+    close_question(*asked);
     go_on(now_ms);
+}
+
+bool GuardedWrites::is_verdict_on(Examination& examination, const std::vector<ConfigElement>& verdict) {
+    if (!examination.is_asking) {
+        return false;
+    }
+    const Guarded guarded = elements_guarded_by(examination.to_ask.back(), examination);
+    return std::equal(
+        guarded.begin(), guarded.end(), verdict.begin(), verdict.end(),
+        [](const ConfigElement* asked, const ConfigElement& answered) { return asked->key == answered.key; });
 }
 
 void GuardedWrites::expire(uint32_t now_ms) {
-    if (time_left_ms(now_ms) != 0U) {
-        return;
+    for (Examination& examination : m_waiting) {
+        if (!examination.is_asking || now_ms - examination.asked_ms < kTimeoutMs) {
+            continue;
+        }
+        const std::string& name = examination.to_ask.back();
+        logger_function(4, "configd", "validator '%s' does not answer and is dropped", name.c_str());
+        for (ConfigElement* element : elements_guarded_by(name, examination)) {
+            element->status = CONFIG_REFUSED;
+        }
+        m_validators.erase(name);
+        close_question(examination);
     }
-    const std::string name = std::move(m_to_ask.back());
-    m_to_ask.pop_back();
-    logger_function(4, "configd", "validator '%s' does not answer and is dropped", name.c_str());
-    for (ConfigElement* element : elements_guarded_by(name)) {
-        element->status = CONFIG_REFUSED;
-    }
-    m_validators.erase(name);
     go_on(now_ms);
 }
 
-std::optional<uint32_t> GuardedWrites::time_left_ms(uint32_t now_ms) const {
-    if (m_to_ask.empty()) {
-        return std::nullopt;
+// After a refusal nobody else is asked.
+void GuardedWrites::close_question(Examination& examination) {
+    examination.to_ask.pop_back();
+    examination.is_asking = false;
+    if (!all_accepted(examination.write.elements)) {
+        examination.to_ask.clear();
     }
-    return kTimeoutMs - std::min(kTimeoutMs, now_ms - m_asked_ms);
 }
 
-GuardedWrites::Guarded GuardedWrites::elements_guarded_by(const std::string& name) {
+std::optional<uint32_t> GuardedWrites::time_left_ms(uint32_t now_ms) const {
+    std::optional<uint32_t> least;
+    for (const Examination& examination : m_waiting) {
+        if (examination.is_asking) {
+            const uint32_t left = kTimeoutMs - std::min(kTimeoutMs, now_ms - examination.asked_ms);
+            least = std::min(left, least.value_or(left));
+        }
+    }
+    return least;
+}
+
+GuardedWrites::Guarded GuardedWrites::elements_guarded_by(const std::string& name, Examination& examination) {
     Guarded guarded;
-    for (ConfigElement& element : m_waiting.front().elements) {
+    for (ConfigElement& element : examination.write.elements) {
         if (element.key.starts_with(name)) {
             guarded.push_back(&element);
         }
@@ -86,37 +108,37 @@ GuardedWrites::Guarded GuardedWrites::elements_guarded_by(const std::string& nam
     return guarded;
 }
 
-// Who has dropped out meanwhile is not asked any more.
-void GuardedWrites::begin_front() {
-    for (const std::string& name : m_validators) {
-        if (!elements_guarded_by(name).empty()) {
-            m_to_ask.push_back(name);
-        }
-    }
-}
-
-// Asks the next validator of the first write, or finishes it and begins the next one.
+// Ends the examinations that are through and asks for those that are the oldest of all their validators.
 void GuardedWrites::go_on(uint32_t now_ms) {
-    while (!m_waiting.empty()) {
-        if (!m_to_ask.empty() && all_accepted(m_waiting.front().elements)) {
-            ask_next(now_ms);
-            return;
+    std::set<std::string_view> busy;
+    for (auto it = m_waiting.begin(); it != m_waiting.end();) {
+        // Who has dropped out since the write came is not asked any more.
+        if (!it->is_asking) {
+            std::erase_if(it->to_ask,
+                          [this](const std::string& name) { return !m_validators.contains(name); });
         }
-        m_to_ask.clear();
-        PendingWrite write = std::move(m_waiting.front());
-        m_waiting.pop_front();
-        m_owner.after_verdict(std::move(write));
-        if (!m_waiting.empty()) {
-            begin_front();
+        if (it->to_ask.empty()) {
+            PendingWrite write = std::move(it->write);
+            it = m_waiting.erase(it);
+            m_owner.after_verdict(std::move(write), now_ms);
+            continue;
         }
+        const bool is_first =
+            std::ranges::none_of(it->to_ask, [&](const std::string& name) { return busy.contains(name); });
+        busy.insert(it->to_ask.begin(), it->to_ask.end());
+        if (is_first && !it->is_asking) {
+            ask_next(*it, now_ms);
+        }
+        ++it;
     }
 }
 
-void GuardedWrites::ask_next(uint32_t now_ms) {
+void GuardedWrites::ask_next(Examination& examination, uint32_t now_ms) {
     std::vector<ConfigElement> elements;
-    for (const ConfigElement* element : elements_guarded_by(m_to_ask.back())) {
+    for (const ConfigElement* element : elements_guarded_by(examination.to_ask.back(), examination)) {
         elements.push_back(*element);
     }
-    m_asked_ms = now_ms;
-    m_owner.ask_validator(m_to_ask.back(), elements);
+    examination.is_asking = true;
+    examination.asked_ms = now_ms;
+    m_owner.ask_validator(examination.to_ask.back(), elements);
 }

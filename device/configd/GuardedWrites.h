@@ -1,27 +1,18 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
-#include <functional>
+#include <list>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "device/configd/ConfigElement.h"
+#include "device/configd/PendingWrite.h"
 
-// A write of one or more keys, and who waits for its result.
-struct PendingWrite {
-    std::vector<ConfigElement> elements;
-    size_t prefix_bytes = 0;  // of each key, in front of the name that the writer gave
-    std::function<void(const PendingWrite&)> after_write = [](const PendingWrite&) {};
-};
-
-[[nodiscard]] bool all_accepted(const std::vector<ConfigElement>& elements);
-
-// GuardedWrites: the validators, and the writes that wait for their verdict, one after the other in the order in which
-// they came. A validator guards the keys that begin with its name; it sees those elements of a write, and the write
-// goes on when it answers all of them with 0. A write that several validators guard goes through all of them.
+// GuardedWrites: the validators, and the writes that wait for their verdict. A validator guards the keys that begin
+// with its name; it sees those elements of a write, and the write goes on when it answers all of them with 0. A write
+// that several validators guard goes through all of them, one after the other. Writes that have a validator in common
+// are examined in the order in which they came; others do not wait for each other.
 // Owns:      the waiting writes.
 // Borrows:   the owner; it outlives this object.
 // Callbacks: from add(), handle_verdict() and expire(); they do not come back into this object.
@@ -34,7 +25,7 @@ class GuardedWrites {
       public:
         virtual void ask_validator(const std::string& name, const std::vector<ConfigElement>& elements) = 0;
         // The verdict stands in the statuses.
-        virtual void after_verdict(PendingWrite write) = 0;
+        virtual void after_verdict(PendingWrite write, uint32_t now_ms) = 0;
 
       protected:
         ~Owner() = default;
@@ -50,23 +41,30 @@ class GuardedWrites {
     [[nodiscard]] bool register_validator(const std::string& name);
     [[nodiscard]] bool guards(const std::vector<ConfigElement>& elements) const;
     void add(PendingWrite write, uint32_t now_ms);
-    // Elements that are not those of the write under examination, in their order, come too late and are passed over.
+    // Elements that are not those of a question that is open, in their order, come too late and are passed over.
     void handle_verdict(const std::vector<ConfigElement>& verdict, uint32_t now_ms);
     void expire(uint32_t now_ms);
-    // How long the validator that is being asked has left, 0 at least; nothing when none is.
+    // How long the validator that was asked first has left, 0 at least; nothing when none is being asked.
     [[nodiscard]] std::optional<uint32_t> time_left_ms(uint32_t now_ms) const;
 
   private:
+    struct Examination {
+        PendingWrite write;
+        // The last is the next one, or is being asked. Longer names come later, so that of two validators of one key
+        // that with the shorter name is the last to be asked: until then its name keeps other writes of that key waiting.
+        std::vector<std::string> to_ask;
+        bool is_asking = false;
+        uint32_t asked_ms = 0;
+    };
     using Guarded = std::vector<ConfigElement*>;
 
-    [[nodiscard]] Guarded elements_guarded_by(const std::string& name);
-    void begin_front();
+    static Guarded elements_guarded_by(const std::string& name, Examination& examination);
+    static bool is_verdict_on(Examination& examination, const std::vector<ConfigElement>& verdict);
+    static void close_question(Examination& examination);
     void go_on(uint32_t now_ms);
-    void ask_next(uint32_t now_ms);
+    void ask_next(Examination& examination, uint32_t now_ms);
 
     Owner& m_owner;
     std::set<std::string> m_validators;
-    std::deque<PendingWrite> m_waiting;  // the first is under examination
-    std::vector<std::string> m_to_ask;   // who still has to see it; the last is being asked
-    uint32_t m_asked_ms = 0;
+    std::list<Examination> m_waiting;  // in the order in which they came
 };

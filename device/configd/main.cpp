@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -18,6 +19,7 @@ namespace {
 struct Settings {
     std::string address;
     std::string store = "/var/lib/orvale/config.db";
+    std::string runtime_store;
     std::string factory;
 };
 
@@ -28,11 +30,16 @@ std::unique_ptr<ConfigDatabase> open_database(const Settings& settings) {
     if (!factory) {
         return nullptr;
     }
-    std::unique_ptr<ConfigStore> store = ConfigStore::open(settings.store.c_str());
-    if (store == nullptr) {
+    std::unique_ptr<ConfigStore> store = ConfigStore::open(settings.store);
+    std::unique_ptr<ConfigStore> runtime_store;
+    if (!settings.runtime_store.empty()) {
+        runtime_store = ConfigStore::open(settings.runtime_store, ConfigStore::Medium::kMemory);
+    }
+    if (store == nullptr || (runtime_store == nullptr && !settings.runtime_store.empty())) {
         return nullptr;
     }
-    std::unique_ptr<ConfigDatabase> database = ConfigDatabase::load(std::move(*factory), std::move(store));
+    std::unique_ptr<ConfigDatabase> database =
+        ConfigDatabase::load(std::move(*factory), std::move(store), std::move(runtime_store));
     if (database == nullptr) {
         startup_error("cannot read the store '%s'", settings.store.c_str());
     }
@@ -47,10 +54,15 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     CLI::App app("The configuration database of the unit, as a service on the bus.", "configd");
     app.add_option("-a", settings.address, "address of the bus (CBUS_ADDR, else unix*cbus)");
     app.add_option("-s", settings.store, "SQLite file of the persistent values")->capture_default_str();
+    app.add_option(
+        "-r", settings.runtime_store,
+        "SQLite file of the other values, in a memory file system (none: they go with the program)");
     app.add_option("-f", settings.factory, "JSON file of the factory values (none)");
     CLI11_PARSE(app, argc, argv);
 
     unit_program_prepare("configd", settings.address);
+    // A limit on file sizes is a full disk to us, not the end.
+    signal(SIGXFSZ, SIG_IGN);
     umask(S_IRWXG | S_IRWXO);  // the store may hold secrets
     const std::unique_ptr<ConfigDatabase> database = open_database(settings);
     if (database == nullptr) {

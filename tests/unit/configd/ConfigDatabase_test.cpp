@@ -12,13 +12,20 @@ class Database : public testing::Test {
     // Starts the database anew on the same file.
     void Start(const ConfigValues& factory = {}) {
         m_database.reset();
-        m_database = ConfigDatabase::load(factory, ConfigStore::open(m_directory.file("store.db").c_str()));
+        m_database = ConfigDatabase::load(factory, ConfigStore::open(m_directory.file("store.db")));
+        ASSERT_NE(m_database, nullptr);
+    }
+    void StartWithRuntimeStore(const ConfigValues& factory = {}) {
+        m_database.reset();
+        m_database = ConfigDatabase::load(
+            factory, ConfigStore::open(m_directory.file("store.db")),
+            ConfigStore::open(m_directory.file("runtime.db"), ConfigStore::Medium::kMemory));
         ASSERT_NE(m_database, nullptr);
     }
     Elements Write(const Elements& elements) {
-        const auto changes = m_database->write(elements);
+        const auto changes = m_database->write({elements});
         EXPECT_TRUE(changes.has_value());
-        return changes.value_or(Elements{});
+        return changes ? changes->front() : Elements{};
     }
     std::vector<std::string> Keys(const std::string& pattern) {
         std::vector<std::string> keys;
@@ -92,6 +99,31 @@ TEST_F(Database, DeletingWhatIsNotThereIsNoChange) {
     EXPECT_EQ(Write({{"ram.a", Deleted(), 0}}), Elements{});
 }
 
+TEST_F(Database, WritesOfOneTransactionFollowEachOther) {
+    Start();
+    const Elements first{{"cfg.a", Number(1), 0}};
+    const Elements second{{"cfg.a", Deleted(), 0}, {"cfg.b", Number(2), 0}};
+    const Elements third{{"cfg.b", Number(2), 0}};
+
+    const auto changes = m_database->write({first, second, third});
+
+    EXPECT_EQ(changes, (std::vector<Elements>{first, second, {}}));
+    Start();
+    EXPECT_EQ(Keys("cfg.*"), std::vector<std::string>{"cfg.b"});
+}
+
+TEST_F(Database, OfSeveralWritesThatTheStoreRefusesNoneIsDone) {
+    Start({{"cfg.a", Text("factory")}});
+    const Elements first{{"cfg.a", Number(1), 0}, {"ram.a", Number(1), 0}};
+    const Elements second{{"cfg.a", Deleted(), 0}};
+    const FullDisk full_disk;
+
+    EXPECT_FALSE(m_database->write({first, second}).has_value());
+
+    EXPECT_EQ(Value("cfg.a"), Text("factory"));
+    EXPECT_EQ(Value("ram.a"), Deleted());
+}
+
 TEST_F(Database, MatchesAPatternInTheOrderOfTheKeys) {
     Start();
     Write({{"ram.b.1", Number(1), 0},
@@ -101,6 +133,33 @@ TEST_F(Database, MatchesAPatternInTheOrderOfTheKeys) {
 
     EXPECT_EQ(Keys("ram.a.*"), (std::vector<std::string>{"ram.a.1", "ram.a.2"}));
     EXPECT_EQ(Keys("*.(a|b).1"), (std::vector<std::string>{"ram.a.1", "ram.b.1"}));
+}
+
+// Every pattern finds by leaping what it finds by trying every key.
+TEST_F(Database, LeapsOverNoKeyThatMatches) {
+    Start();
+    Elements elements;
+    for (const char* tree : {"cfg", "ram"}) {
+        for (const char* middle :
+             {"-", "-.a", "a", "a.b", "a!", "a.a.a", "ab", "ab.~", "b", "b.a", "~", "~~.z"}) {
+            for (const char* end : {"", ".a", ".ab", ".b", "/"}) {
+                elements.push_back({tree + std::string(".") + middle + end, Number(1), 0});
+            }
+        }
+    }
+    Write(elements);
+    for (const char* text :
+         {"*.*", "*.a", "*.*.a", "(ram|cfg).a", "(cfg|ram).(b|a).*", "ram.(ab|a|)", "cfg.*a", "cfg.a*",
+          "cfg.[a,ab].[b,a]", "*.(a.b|*).a", "cfg.~*.*", "(*|ram.a).b", "ram.*.*.*", "ram.a", "zz.*"}) {
+        std::vector<std::string> matching;
+        for (const auto* entry : m_database->match(*KeyPattern::parse("*.(*|*.*|*.*.*|*.*.*.*)"))) {
+            if (KeyPattern::parse(text)->matches(entry->first)) {
+                matching.push_back(entry->first);
+            }
+        }
+
+        EXPECT_EQ(Keys(text), matching) << text;
+    }
 }
 
 TEST_F(Database, PersistentTreesOutliveARestart) {
@@ -120,6 +179,56 @@ TEST_F(Database, VolatileTreesDoNot) {
     Start();
 
     EXPECT_EQ(Keys("*.*"), std::vector<std::string>{});
+}
+
+TEST_F(Database, VolatileTreesOutliveARestartInAStoreOfTheirOwn) {
+    StartWithRuntimeStore({{"ram.gone", Text("factory")}});
+    Write({{"ram.a", Text("x"), 0}, {"cfg.a", Number(1), 0}});
+    Write({{"ram.gone", Deleted(), 0}});
+
+    StartWithRuntimeStore({{"ram.gone", Text("factory")}});
+
+    EXPECT_EQ(Keys("*.*"), (std::vector<std::string>{"cfg.a", "ram.a"}));
+}
+
+TEST_F(Database, EachStoreHoldsItsTreesAlone) {
+    StartWithRuntimeStore();
+    Write({{"ram.a", Text("x"), 0}, {"cfg.a", Number(1), 0}});
+
+    Start();
+
+    EXPECT_EQ(Keys("*.*"), (std::vector<std::string>{"cfg.a"}));
+}
+
+TEST_F(Database, ResetPutsTheFactoryValuesIntoTheStoreOfTheVolatileTrees) {
+    const ConfigValues factory{{"ram.a", Text("factory")}, {"ram.b", Text("factory")}};
+    StartWithRuntimeStore(factory);
+    Write({{"ram.a", Text("own"), 0}, {"ram.b", Deleted(), 0}, {"ram.c", Text("own"), 0}});
+
+    ASSERT_TRUE(m_database->reset_to_factory().has_value());
+    StartWithRuntimeStore(factory);
+
+    EXPECT_EQ(Value("ram.a"), Text("factory"));
+    EXPECT_EQ(Value("ram.b"), Text("factory"));
+    EXPECT_EQ(Value("ram.c"), Text("own"));
+}
+
+TEST_F(Database, WhatThePersistentStoreRefusesIsNotInTheOtherOneEither) {
+    StartWithRuntimeStore();
+    Write({{"ram.a", Text("before"), 0}});
+    {
+        // Room for the volatile half alone.
+        const FullDisk full_disk(200'000);
+        const Elements elements{{"ram.a", Text("after"), 0},
+                                {"ram.b", Text("after"), 0},
+                                {"cfg.a", Binary(std::string(500'000, 'x')), 0}};
+        EXPECT_FALSE(m_database->write({elements}).has_value());
+    }
+
+    StartWithRuntimeStore();
+
+    EXPECT_EQ(Value("ram.a"), Text("before"));
+    EXPECT_EQ(Keys("*.*"), (std::vector<std::string>{"ram.a"}));
 }
 
 TEST_F(Database, AnOwnValueCountsMoreThanTheFactoryValue) {
@@ -190,7 +299,8 @@ TEST_F(Database, AWriteThatTheStoreRefusesChangesNothing) {
     Start();
     const FullDisk full_disk;
 
-    EXPECT_FALSE(m_database->write({{"cfg.a", Text("x"), 0}, {"ram.a", Text("x"), 0}}).has_value());
+    const Elements elements{{"cfg.a", Text("x"), 0}, {"ram.a", Text("x"), 0}};
+    EXPECT_FALSE(m_database->write({elements}).has_value());
 
     EXPECT_EQ(Keys("*.*"), std::vector<std::string>{});
 }

@@ -40,14 +40,17 @@ std::string Vbuf(const Elements& elements) {
 // The service over a real database; the test is the bus.
 class Service : public testing::Test, private ConfigOutlet {
   protected:
-    // The reply, whether it came at once or through a kept request; "(none)" without one.
+    // A message with a turn of the loop of its own. The reply, whether it came at once or through a kept request;
+    // "(none)" without one.
     std::string Request(const std::string& name, const std::string& data) {
         m_answers.clear();
         const auto reply = m_service.handle_request(name, data, m_now_ms);
+        m_service.commit();
         return reply ? *reply : m_answers.empty() ? "(none)" : m_answers.back();
     }
     void Send(const std::string& name, const std::string& data) {
         m_service.handle_signal(name, data, m_now_ms);
+        m_service.commit();
     }
     void Write(const std::string& key, const ConfigValue& value) {
         Send("config.write." + key,
@@ -77,8 +80,8 @@ class Service : public testing::Test, private ConfigOutlet {
     }
 
     TempDirectory m_directory;
-    std::unique_ptr<ConfigDatabase> m_database = ConfigDatabase::load(
-        {{"cfg.factory", Text("factory")}}, ConfigStore::open(m_directory.file("s.db").c_str()));
+    std::unique_ptr<ConfigDatabase> m_database =
+        ConfigDatabase::load({{"cfg.factory", Text("factory")}}, ConfigStore::open(m_directory.file("s.db")));
     ConfigService m_service{*m_database, *this};
     std::vector<Signal> m_signals;
     std::vector<std::string> m_answers;
@@ -354,7 +357,7 @@ TEST_F(Service, ChangesThatOneMessageWouldNotCarryGoInSeveral) {
     Send("config.writev", Vbuf(others));
 
     ASSERT_THAT(SignalNames(), ElementsAre("config.change.ram", "config.change.ram"));
-    EXPECT_LE(m_signals[0].data.size(), ConfigService::kMaxDataBytes);
+    EXPECT_LE(m_signals[0].data.size(), ::ConfigOutlet::kMaxDataBytes);
     EXPECT_EQ(m_signals[0].data + m_signals[1].data, Vbuf(others));
 }
 
@@ -413,7 +416,7 @@ TEST_F(Service, SignalsAndDeletesAreGuardedToo) {
 TEST_F(Service, AGuardedWriteThatTheBusWouldNotCarryToItsValidatorIsRefused) {
     Send("config.validate.register", "ram.\0"s);
     const std::string prefix = "ram." + std::string(200, 'k');
-    const size_t count = ConfigService::kMaxDataBytes / 200;
+    const size_t count = ::ConfigOutlet::kMaxDataBytes / 200;
 
     Send("config.writev." + prefix, Vbuf(Elements(count, {"a", Number(1), 0})));
 

@@ -46,7 +46,9 @@ class Guarded : public testing::Test, private GuardedWrites::Owner {
     void ask_validator(const std::string& name, const Elements& elements) override {
         m_questions.push_back({name, KeysOf(elements)});
     }
-    void after_verdict(PendingWrite write) override { m_finished.push_back(std::move(write.elements)); }
+    void after_verdict(PendingWrite write, uint32_t) override {
+        m_finished.push_back(std::move(write.elements));
+    }
 
     GuardedWrites m_guarded{*this};
     std::vector<Question> m_questions;
@@ -128,6 +130,35 @@ TEST_F(Guarded, WritesWaitInTheirOrder) {
     EXPECT_EQ(m_finished.size(), 1U);
 }
 
+TEST_F(Guarded, WritesWithoutACommonValidatorDoNotWaitForEachOther) {
+    Register("cfg.net");
+    Register("cfg.time");
+    Add({"cfg.net.ip"});
+    Add({"cfg.time.zone"});
+    Add({"cfg.net.ip", "cfg.time.zone"});
+    ASSERT_EQ(m_questions.size(), 2U);
+
+    Verdict({"cfg.time.zone"}, 0);
+    EXPECT_EQ(m_finished, (std::vector<Elements>{{{"cfg.time.zone", Number(1), 0}}}));
+    Verdict({"cfg.net.ip"}, 0);
+
+    EXPECT_EQ(m_finished.size(), 2U);
+    EXPECT_EQ(m_questions.back(), (Question{"cfg.time", {"cfg.time.zone"}}));
+}
+
+TEST_F(Guarded, AVerdictOfOneOfTwoValidatorsOfAKeyIsNotTakenForTheOthers) {
+    Register("cfg.net");
+    Register("cfg.net.ip");
+    Add({"cfg.net.ip"});
+    Add({"cfg.net.ip"});
+
+    Verdict({"cfg.net.ip"}, 0);
+    Verdict({"cfg.net.ip"}, -9);
+
+    EXPECT_EQ(m_finished, (std::vector<Elements>{{{"cfg.net.ip", Number(1), -9}}}));
+    EXPECT_EQ(m_questions.back(), (Question{"cfg.net.ip", {"cfg.net.ip"}}));
+}
+
 TEST_F(Guarded, AVerdictOnOtherKeysIsPassedOver) {
     Register("cfg.net");
     Add({"cfg.net.ip", "cfg.net.mask"});
@@ -167,6 +198,19 @@ TEST_F(Guarded, AValidatorThatIsSilentIsDropped) {
     EXPECT_FALSE(Guards("cfg.net.first"));
     ASSERT_EQ(m_finished.size(), 2U);
     EXPECT_TRUE(all_accepted(m_finished[1]));
+}
+
+TEST_F(Guarded, TheTimeOfOneValidatorDoesNotRunOutForAnother) {
+    Register("cfg.net");
+    Register("cfg.time");
+    Add({"cfg.net.ip"}, kNow);
+    Add({"cfg.time.zone"}, kNow + 2000);
+
+    m_guarded.expire(kNow + 5000);
+
+    EXPECT_FALSE(Guards("cfg.net.ip"));
+    EXPECT_TRUE(Guards("cfg.time.zone"));
+    EXPECT_EQ(m_guarded.time_left_ms(kNow + 5000), 2000U);
 }
 
 TEST_F(Guarded, ItGuardsAgainWhenItRegistersAgain) {

@@ -14,6 +14,16 @@ bool IsRefused(const std::string& pattern_text) {
     return !KeyPattern::parse(pattern_text).has_value();
 }
 
+KeyPattern::Look LookAt(const std::string& pattern, const std::string& key) {
+    std::string leap;
+    return KeyPattern::parse(pattern)->look_at(key, leap);
+}
+std::string Leap(const std::string& pattern, const std::string& key) {
+    std::string leap;
+    EXPECT_EQ(KeyPattern::parse(pattern)->look_at(key, leap), KeyPattern::Look::kLeap);
+    return leap;
+}
+
 }  // namespace
 
 TEST(KeyPattern, WithoutSpecialCharactersMatchesThatKeyAlone) {
@@ -100,6 +110,24 @@ TEST(KeyPattern, ManyEqualAlternativesDoNotMakeItSlow) {
 TEST(KeyPattern, TellsWhatAllItsKeysBeginWith) {
     EXPECT_EQ(KeyPattern::parse("cfg.api.*.x")->literal_prefix(), "cfg.api.");
     EXPECT_EQ(KeyPattern::parse("(cfg|ram).x")->literal_prefix(), "");
+}
+
+TEST(KeyPattern, LeapsFromAKeyThatLeavesItToTheNextThatItMayTake) {
+    EXPECT_EQ(Leap("cfg.(b|d).x", "cfg.a.x"), "cfg.b");
+    EXPECT_EQ(Leap("cfg.(b|d).x", "cfg.b.y"), "cfg.d");
+    EXPECT_EQ(Leap("cfg.*.x", "cfg.1.a"), "cfg.1.x");
+    EXPECT_EQ(Leap("cfg.*.x", "cfg.1.y"), "cfg.1/");
+    EXPECT_EQ(Leap("cfg.*", "cfg.1-.y"), "cfg.1-/");
+    EXPECT_EQ(Leap("(cfg|ram).x", "dyn.x"), "r");
+}
+
+TEST(KeyPattern, KnowsThatNoneBehindAKeyMatches) {
+    EXPECT_EQ(LookAt("cfg.a", "cfg.b"), KeyPattern::Look::kNoneBehind);
+    EXPECT_EQ(LookAt("cfg.~", "cfg.~.a"), KeyPattern::Look::kNoneBehind);
+}
+
+TEST(KeyPattern, GoesOnBehindAKeyThatIsTheBeginningOfAnother) {
+    EXPECT_EQ(LookAt("cfg.a.b", "cfg.a"), KeyPattern::Look::kNextKey);
 }
 
 TEST(KeyPattern, BracketsThatDoNotMatchAreRefused) {

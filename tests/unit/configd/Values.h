@@ -40,19 +40,20 @@ inline void PrintTo(const ConfigElement& element, std::ostream* out) {
 
 using Elements = std::vector<ConfigElement>;
 
-// While it lives, files do not grow: as on a full disk.
+// While it lives, the files of a process (0 is this one) do not grow beyond a size: as on a full disk.
 class FullDisk {
   public:
-    FullDisk() {
+    explicit FullDisk(rlim_t file_bytes = 0, pid_t process = 0) : m_process(process) {
         signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit none{0, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &none);
+        prlimit(m_process, RLIMIT_FSIZE, nullptr, &m_before);
+        const rlimit limit{file_bytes, m_before.rlim_max};
+        prlimit(m_process, RLIMIT_FSIZE, &limit, nullptr);
     }
     FullDisk(const FullDisk&) = delete;
     FullDisk& operator=(const FullDisk&) = delete;
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
+    ~FullDisk() { prlimit(m_process, RLIMIT_FSIZE, &m_before, nullptr); }
 
   private:
+    pid_t m_process;
     rlimit m_before{};
 };
