@@ -49,8 +49,10 @@ class RunningDatabase : public testing::Test {
     }
 
     void StartDatabase() {
-        m_database = Start(CONFIGD_PROGRAM,
-                           {"-a", m_address, "-s", m_directory.file("store.db"), "-f", SHIPPED_FACTORY_FILE});
+        std::vector<std::string> arguments{"-a", m_address,           "-s", m_directory.file("store.db"),
+                                           "-f", SHIPPED_FACTORY_FILE};
+        arguments.insert(arguments.end(), m_database_options.begin(), m_database_options.end());
+        m_database = Start(CONFIGD_PROGRAM, arguments);
         ASSERT_TRUE(m_database->awaitOutput("serving")) << m_database->output();
     }
 
@@ -91,6 +93,7 @@ class RunningDatabase : public testing::Test {
 
     TempDirectory m_directory;
     std::string m_address = "unix*" + std::filesystem::path(m_directory.path()).filename().string();
+    std::vector<std::string> m_database_options;  // besides those that it always gets
     int m_started = 0;
     std::unique_ptr<Program> m_bus;
     std::unique_ptr<Program> m_database;

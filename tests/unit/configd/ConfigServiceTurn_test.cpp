@@ -12,14 +12,6 @@ using testing::IsEmpty;
 
 namespace {
 
-std::string Vbuf(const Elements& elements) {
-    std::string payload;
-    for (const ConfigElement& element : elements) {
-        vbuf_append(payload, element.key, element.value, element.status);
-    }
-    return payload;
-}
-
 // The service between two transactions: what its clients see, in the order in which they see it.
 class Turn : public testing::Test, private ConfigOutlet {
   protected:

@@ -29,14 +29,6 @@ std::string Words(const std::vector<int64_t>& values) {
     return bytes;
 }
 
-std::string Vbuf(const Elements& elements) {
-    std::string payload;
-    for (const ConfigElement& element : elements) {
-        vbuf_append(payload, element.key, element.value, element.status);
-    }
-    return payload;
-}
-
 // The service over a real database; the test is the bus.
 class Service : public testing::Test, private ConfigOutlet {
   protected:

@@ -10,6 +10,7 @@
 
 #include "config_client/config_client_api.h"
 #include "device/configd/ConfigElement.h"
+#include "device/configd/vbuf_codec.h"
 
 // The vocabulary of these tests.
 
@@ -39,6 +40,14 @@ inline void PrintTo(const ConfigElement& element, std::ostream* out) {
 }
 
 using Elements = std::vector<ConfigElement>;
+
+inline std::string Vbuf(const Elements& elements) {
+    std::string payload;
+    for (const ConfigElement& element : elements) {
+        vbuf_append(payload, element.key, element.value, element.status);
+    }
+    return payload;
+}
 
 // While it lives, the files of a process (0 is this one) do not grow beyond a size: as on a full disk.
 class FullDisk {
