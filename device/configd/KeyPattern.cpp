@@ -157,7 +157,7 @@ class KeyPattern::Walk {
     }
 
     // False when no key that goes on like this matches; the walk is over then.
-    bool step(char c) {
+    [[nodiscard]] bool step(char c) {
         m_before.swap(m_taking);
         m_taking.clear();
         m_is_at_end = false;
@@ -185,6 +185,13 @@ class KeyPattern::Walk {
             }
         }
         return least;
+    }
+
+    // The least character that step() would take; nothing where a key may end or almost any character do.
+    [[nodiscard]] std::optional<char> least_if_listed() const {
+        const bool is_listed = std::ranges::all_of(
+            m_taking, [this](uint16_t id) { return m_pattern.m_states[id].kind == Kind::kByte; });
+        return is_listed && !m_is_at_end ? next_taken(' ') : std::nullopt;
     }
 
   private:
@@ -251,10 +258,24 @@ KeyPattern::Look KeyPattern::look_at(std::string_view key, std::string& leap) co
                 return Look::kNoneBehind;
             }
             leap = std::string(key.substr(0, greater_at)) + *greater;
+            leap_further(leap);
             return Look::kLeap;
         }
     }
     return walk.is_at_end() ? Look::kMatches : Look::kNextKey;
+}
+
+// Not one character of an alternative after the other, but the whole of it at once.
+void KeyPattern::leap_further(std::string& leap) const {
+    Walk walk(*this);
+    for (const char c : leap) {
+        static_cast<void>(walk.step(c));
+    }
+    for (auto next = walk.least_if_listed(); next && leap.size() <= kMaxKeyBytes;
+         next = walk.least_if_listed()) {
+        leap += *next;
+        static_cast<void>(walk.step(*next));
+    }
 }
 
 bool KeyPattern::matches(std::string_view key) const {

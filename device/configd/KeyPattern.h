@@ -49,6 +49,8 @@ class KeyPattern {
         std::vector<uint16_t> targets;
     };
 
+    void leap_further(std::string& leap) const;
+
     std::vector<State> m_states;  // the first is the end
     uint16_t m_start = 0;
     std::string m_literal_prefix;

@@ -113,12 +113,14 @@ TEST(KeyPattern, TellsWhatAllItsKeysBeginWith) {
 }
 
 TEST(KeyPattern, LeapsFromAKeyThatLeavesItToTheNextThatItMayTake) {
-    EXPECT_EQ(Leap("cfg.(b|d).x", "cfg.a.x"), "cfg.b");
-    EXPECT_EQ(Leap("cfg.(b|d).x", "cfg.b.y"), "cfg.d");
+    EXPECT_EQ(Leap("cfg.(b|d).x", "cfg.a.x"), "cfg.b.x");
+    EXPECT_EQ(Leap("cfg.(b|d).x", "cfg.b.y"), "cfg.d.x");
     EXPECT_EQ(Leap("cfg.*.x", "cfg.1.a"), "cfg.1.x");
     EXPECT_EQ(Leap("cfg.*.x", "cfg.1.y"), "cfg.1/");
     EXPECT_EQ(Leap("cfg.*", "cfg.1-.y"), "cfg.1-/");
-    EXPECT_EQ(Leap("(cfg|ram).x", "dyn.x"), "r");
+    EXPECT_EQ(Leap("(cfg|ram).x", "dyn.x"), "ram.x");
+    EXPECT_EQ(Leap("cfg.[10,20].*", "cfg.10/"), "cfg.20.");
+    EXPECT_EQ(Leap("cfg.(b|bc.d)", "cfg.a"), "cfg.b");
 }
 
 TEST(KeyPattern, KnowsThatNoneBehindAKeyMatches) {
