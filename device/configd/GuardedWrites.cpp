@@ -7,6 +7,18 @@
 #include "config_client/config_client_api.h"
 #include "runtime/logging.h"
 
+namespace {
+
+size_t bytes_of(const PendingWrite& write) {
+    size_t bytes = 0;
+    for (const ConfigElement& element : write.elements) {
+        bytes += sizeof element + element.key.size() + element.value.data.size();
+    }
+    return bytes;
+}
+
+}  // namespace
+
 bool GuardedWrites::register_validator(const std::string& name) {
     if (m_validators.size() == kMaxValidators && !m_validators.contains(name)) {
         return false;
@@ -22,12 +34,14 @@ bool GuardedWrites::guards(const std::vector<ConfigElement>& elements) const {
 }
 
 void GuardedWrites::add(PendingWrite write, uint32_t now_ms) {
-    if (m_waiting.size() == kMaxWaiting) {
+    const size_t bytes = bytes_of(write);
+    if (m_waiting.size() == kMaxWaiting || bytes > kMaxWaitingBytes - m_waiting_bytes) {
         write.elements.front().status = CONFIG_REFUSED;
         m_owner.after_verdict(std::move(write), now_ms);
         return;
     }
-    Examination& examination = m_waiting.emplace_back(Examination{std::move(write), {}});
+    Examination& examination = m_waiting.emplace_back(Examination{std::move(write), bytes, {}});
+    m_waiting_bytes += bytes;
     for (const std::string& name : m_validators) {
         if (!elements_guarded_by(name, examination).empty()) {
             examination.to_ask.push_back(name);
@@ -119,6 +133,7 @@ void GuardedWrites::go_on(uint32_t now_ms) {
         }
         if (it->to_ask.empty()) {
             PendingWrite write = std::move(it->write);
+            m_waiting_bytes -= it->bytes;
             it = m_waiting.erase(it);
             m_owner.after_verdict(std::move(write), now_ms);
             continue;

@@ -16,7 +16,7 @@
 // Owns:      the waiting writes.
 // Borrows:   the owner; it outlives this object.
 // Callbacks: from add(), handle_verdict() and expire(); they do not come back into this object.
-// Errors:    beyond kMaxWaiting a write is refused. A validator that does not answer in kTimeoutMs is dropped with a
+// Errors:    beyond kMaxWaiting and kMaxWaitingBytes (keys and values) a write is refused. A validator that does not answer in kTimeoutMs is dropped with a
 //            log line, and the write refused; it guards again when it registers again.
 // Units:     times in milliseconds of px_time_ms().
 class GuardedWrites {
@@ -32,6 +32,7 @@ class GuardedWrites {
     };
 
     static constexpr size_t kMaxWaiting = 1000;
+    static constexpr size_t kMaxWaitingBytes = size_t{64} << 20;
     static constexpr size_t kMaxValidators = 256;
     static constexpr uint32_t kTimeoutMs = 5000;
 
@@ -50,6 +51,7 @@ class GuardedWrites {
   private:
     struct Examination {
         PendingWrite write;
+        size_t bytes;
         // The last is the next one, or is being asked. Longer names come later, so that of two validators of one key
         // that with the shorter name is the last to be asked: until then its name keeps other writes of that key waiting.
         std::vector<std::string> to_ask;
@@ -67,4 +69,5 @@ class GuardedWrites {
     Owner& m_owner;
     std::set<std::string> m_validators;
     std::list<Examination> m_waiting;  // in the order in which they came
+    size_t m_waiting_bytes = 0;
 };

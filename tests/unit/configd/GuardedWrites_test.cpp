@@ -34,6 +34,11 @@ class Guarded : public testing::Test, private GuardedWrites::Owner {
         }
         m_guarded.add(std::move(write), now_ms);
     }
+    void AddLarge(const std::string& key, size_t bytes) {
+        PendingWrite write;
+        write.elements.push_back({key, Binary(std::string(bytes, 'x')), 0});
+        m_guarded.add(std::move(write), kNow);
+    }
     void Verdict(const std::vector<std::string>& keys, int32_t status) {
         Elements elements;
         for (const std::string& key : keys) {
@@ -242,6 +247,19 @@ TEST_F(Guarded, RefusesWritesBeyondItsLimit) {
     Add({"cfg.net.ip"});
 
     EXPECT_EQ(m_finished, (std::vector<Elements>{{{"cfg.net.ip", Number(1), -1}}}));
+}
+
+TEST_F(Guarded, RefusesWritesBeyondItsLimitOfBytesUntilOthersAreDone) {
+    Register("cfg.net");
+    AddLarge("cfg.net.first", GuardedWrites::kMaxWaitingBytes / 2);
+    AddLarge("cfg.net.second", GuardedWrites::kMaxWaitingBytes / 2);
+    ASSERT_EQ(m_finished.size(), 1U);
+    EXPECT_EQ(m_finished[0][0].status, -1);
+    Verdict({"cfg.net.first"}, 0);
+
+    AddLarge("cfg.net.third", GuardedWrites::kMaxWaitingBytes / 2);
+
+    EXPECT_EQ(m_questions.back(), (Question{"cfg.net", {"cfg.net.third"}}));
 }
 
 TEST_F(Guarded, RefusesValidatorsBeyondItsLimit) {
