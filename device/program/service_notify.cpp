@@ -1,0 +1,94 @@
+#include "device/program/service_notify.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "runtime/logging.h"
+
+namespace {
+
+constexpr uint64_t kMicrosecondsPerSecond = 1'000'000;
+// Below this the timer would be all that the program does.
+constexpr uint64_t kShortestPeriodUsec = 1000;
+
+uint64_t number_of_environment(const char* name) {
+    const char* text = getenv(name);
+    const std::string_view digits = text != nullptr ? text : "";
+    uint64_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    return error == std::errc() && end == digits.data() + digits.size() ? value : 0;
+}
+
+// The length of the address, 0 when the text is none.
+socklen_t fill_address(const char* text, sockaddr_un& address) {
+    const size_t length = strlen(text);
+    if ((text[0] != '/' && text[0] != '@') || length < 2 || length >= sizeof address.sun_path) {
+        return 0;
+    }
+    address.sun_family = AF_UNIX;
+    memcpy(address.sun_path, text, length);
+    if (text[0] == '@') {
+        address.sun_path[0] = '\0';
+    }
+    return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
+}
+
+}  // namespace
+
+bool service_notify(const std::string& state) {
+    const char* text = getenv("NOTIFY_SOCKET");
+    if (text == nullptr) {
+        return false;
+    }
+    sockaddr_un address{};
+    const socklen_t length = fill_address(text, address);
+    if (length == 0) {
+        errno = EINVAL;
+        return false;
+    }
+    const UniqueFd socket_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    return socket_fd.valid() &&
+           sendto(socket_fd.get(), state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+                  reinterpret_cast<const sockaddr*>(&address), length) == static_cast<ssize_t>(state.size());
+}
+
+uint64_t service_watchdog_usec() {
+    const bool is_for_us = getenv("WATCHDOG_PID") == nullptr ||
+                           number_of_environment("WATCHDOG_PID") == static_cast<uint64_t>(getpid());
+    return is_for_us ? number_of_environment("WATCHDOG_USEC") : 0;
+}
+
+ServiceNotifier::ServiceNotifier(event_base* base)
+    : m_watchdog_event(event_new(base, -1, EV_PERSIST, on_watchdog, nullptr)) {
+    if (getenv("NOTIFY_SOCKET") == nullptr) {
+        return;
+    }
+    if (!service_notify("READY=1")) {
+        logger_function(4, "service_notify", "the service manager was not told of the start: %s",
+                        strerror(errno));
+    }
+    if (const uint64_t wanted_usec = service_watchdog_usec(); wanted_usec > 0) {
+        const uint64_t period_usec = std::max(wanted_usec / 2, kShortestPeriodUsec);
+        const timeval period{static_cast<time_t>(period_usec / kMicrosecondsPerSecond),
+                             static_cast<suseconds_t>(period_usec % kMicrosecondsPerSecond)};
+        event_add(m_watchdog_event.get(), &period);
+    }
+}
+
+void ServiceNotifier::on_watchdog(evutil_socket_t, short, void*) noexcept {
+    service_notify("WATCHDOG=1");
+}
+
+void ServiceNotifier::announce_stopping() {
+    event_del(m_watchdog_event.get());
+    service_notify("STOPPING=1");
+}

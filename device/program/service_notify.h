@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "src/base/owners.h"
+
+// service_notify: tells the service manager that started the program how it is. The manager asks for that by its
+// environment (NOTIFY_SOCKET, a path or an abstract name after "@"; WATCHDOG_USEC and WATCHDOG_PID); without it nothing
+// is sent. One datagram a message, never waiting: a manager that does not take it goes without.
+
+// Sends e.g. "READY=1". False when nothing was sent: not asked for, no usable address (EINVAL) or not taken, with errno.
+bool service_notify(const std::string& state);
+
+// The time within which the manager wants to hear from this process each time, in microseconds; 0 when it does not.
+[[nodiscard]] uint64_t service_watchdog_usec();
+
+// ServiceNotifier: the same for as long as a program runs on a loop.
+// Borrows: the loop; it outlives this object.
+// Threads: loop thread only.
+class ServiceNotifier {
+  public:
+    // Sends "READY=1", and "WATCHDOG=1" at half of the time that the manager wants: a loop that hangs is silent.
+    explicit ServiceNotifier(event_base* base);
+    ServiceNotifier(const ServiceNotifier&) = delete;
+    ServiceNotifier& operator=(const ServiceNotifier&) = delete;
+    ~ServiceNotifier() = default;
+
+    // The program is about to end on purpose.
+    void announce_stopping();
+
+  private:
+    static void on_watchdog(evutil_socket_t, short, void*) noexcept;
+
+    EventPtr m_watchdog_event;
+};

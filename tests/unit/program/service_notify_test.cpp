@@ -1,0 +1,147 @@
+#include "device/program/service_notify.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/pump_until.h"
+
+namespace {
+
+// The service manager's end: a datagram socket, and the environment that names it.
+class Manager : public testing::Test {
+  protected:
+    ~Manager() override {
+        for (const char* name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"}) {
+            unsetenv(name);
+        }
+        std::filesystem::remove(m_path);
+    }
+
+    void ListenAt(std::string address) {
+        setenv("NOTIFY_SOCKET", address.c_str(), 1);
+        sockaddr_un name{};
+        name.sun_family = AF_UNIX;
+        if (address[0] == '@') {
+            address[0] = '\0';
+        }
+        address.copy(name.sun_path, sizeof name.sun_path);
+        m_socket = UniqueFd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address.size());
+        ASSERT_EQ(bind(m_socket.get(), reinterpret_cast<sockaddr*>(&name), length), 0);
+    }
+
+    // The next datagram, empty when none has come.
+    std::string Hear() {
+        char text[100];
+        const ssize_t n = recv(m_socket.get(), text, sizeof text, 0);
+        return {text, n > 0 ? static_cast<size_t>(n) : 0};
+    }
+
+    CapturedLog m_log;
+    std::string m_path = std::filesystem::temp_directory_path() / ("notify-" + std::to_string(getpid()));
+    std::string m_abstract = "@notify-" + std::to_string(getpid());
+    EventBasePtr m_base{event_base_new()};
+    UniqueFd m_socket;
+};
+
+}  // namespace
+
+TEST_F(Manager, HearsAMessageAtAnAbstractAddress) {
+    ListenAt(m_abstract);
+
+    EXPECT_TRUE(service_notify("STATUS=fine"));
+
+    EXPECT_EQ(Hear(), "STATUS=fine");
+}
+
+TEST_F(Manager, HearsAMessageAtAPath) {
+    ListenAt(m_path);
+
+    EXPECT_TRUE(service_notify("STATUS=fine"));
+
+    EXPECT_EQ(Hear(), "STATUS=fine");
+}
+
+TEST_F(Manager, HearsNothingWithoutAskingForIt) {
+    EXPECT_FALSE(service_notify("READY=1"));
+
+    const ServiceNotifier notifier(m_base.get());
+
+    EXPECT_TRUE(m_log.lines().empty());
+}
+
+TEST_F(Manager, WithABadAddressIsNotTold) {
+    for (const char* address : {"", "@", "relative/path"}) {
+        setenv("NOTIFY_SOCKET", address, 1);
+
+        EXPECT_FALSE(service_notify("READY=1")) << address;
+        EXPECT_EQ(errno, EINVAL) << address;
+    }
+    setenv("NOTIFY_SOCKET", ("/" + std::string(200, 'x')).c_str(), 1);
+    EXPECT_FALSE(service_notify("READY=1"));
+    EXPECT_EQ(errno, EINVAL);
+}
+
+TEST_F(Manager, ThatIsGoneCostsOneLogLineAtTheStart) {
+    setenv("NOTIFY_SOCKET", m_path.c_str(), 1);
+
+    const ServiceNotifier notifier(m_base.get());
+
+    EXPECT_TRUE(m_log.has(
+        "4 service_notify: the service manager was not told of the start: No such file or directory"));
+}
+
+TEST_F(Manager, HearsOfTheStartAndOfTheEnd) {
+    ListenAt(m_abstract);
+
+    ServiceNotifier notifier(m_base.get());
+    notifier.announce_stopping();
+
+    EXPECT_EQ(Hear(), "READY=1");
+    EXPECT_EQ(Hear(), "STOPPING=1");
+    EXPECT_EQ(Hear(), "");
+}
+
+TEST_F(Manager, HearsTheWatchdogAgainAndAgainUntilTheEnd) {
+    ListenAt(m_abstract);
+    setenv("WATCHDOG_USEC", "4000", 1);
+    setenv("WATCHDOG_PID", std::to_string(getpid()).c_str(), 1);
+    ServiceNotifier notifier(m_base.get());
+    EXPECT_EQ(Hear(), "READY=1");
+
+    for (int i = 0; i < 3; ++i) {
+        std::string heard;
+        EXPECT_TRUE(pump_until(m_base.get(), [&] { return !(heard = Hear()).empty(); }));
+        EXPECT_EQ(heard, "WATCHDOG=1");
+    }
+
+    notifier.announce_stopping();
+    EXPECT_EQ(event_base_get_num_events(m_base.get(), EVENT_BASE_COUNT_ADDED), 0);
+}
+
+TEST_F(Manager, WantsTheWatchdogOfTheProcessThatItNames) {
+    setenv("WATCHDOG_USEC", "30000000", 1);
+    EXPECT_EQ(service_watchdog_usec(), 30'000'000u);
+
+    setenv("WATCHDOG_PID", std::to_string(getpid()).c_str(), 1);
+    EXPECT_EQ(service_watchdog_usec(), 30'000'000u);
+
+    setenv("WATCHDOG_PID", "1", 1);
+    EXPECT_EQ(service_watchdog_usec(), 0u);
+}
+
+TEST_F(Manager, WantsNoWatchdogByATextThatIsNoNumber) {
+    for (const char* text : {"", "abc", "10s", "-5", "99999999999999999999999"}) {
+        setenv("WATCHDOG_USEC", text, 1);
+
+        EXPECT_EQ(service_watchdog_usec(), 0u) << text;
+    }
+}
