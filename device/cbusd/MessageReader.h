@@ -28,6 +28,8 @@ class MessageReader {
     // Never empty. Messages from before become invalid.
     [[nodiscard]] std::span<char> room();
     void commit(size_t received) { m_end += received; }
+    // What has come and was not taken with next() yet.
+    [[nodiscard]] size_t pending_bytes() const { return m_end - m_begin; }
 
     // The next complete message, valid until room() is called.
     [[nodiscard]] Result next(BusMessage& message);

@@ -82,3 +82,23 @@ std::optional<ClientId> NameTable::first_holder_of_path(std::string_view name) c
     }
     return std::nullopt;
 }
+
+std::vector<std::string_view> NameTable::texts_of(ClientId client) const {
+    std::vector<std::string_view> texts;
+    if (const auto own = m_by_client.find(client); own != m_by_client.end()) {
+        for (const auto& [text, times] : own->second) {
+            texts.emplace_back(text);
+        }
+    }
+    std::sort(texts.begin(), texts.end());
+    return texts;
+}
+
+std::vector<NameTable::Held> NameTable::all() const {
+    std::vector<Held> result;
+    for (const auto& [text, holders] : m_holders) {
+        result.push_back({text, holders});
+    }
+    std::sort(result.begin(), result.end(), [](const Held& a, const Held& b) { return a.text < b.text; });
+    return result;
+}

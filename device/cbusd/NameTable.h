@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "device/cbusd/ClientConnection.h"
+#include "device/cbusd/client_id.h"
 
 // NameTable: which clients hold which texts; the broker keeps one for filters and one for the names that are served.
 // A text that a client adds twice is held until it is removed twice.
@@ -32,6 +32,14 @@ class NameTable {
     [[nodiscard]] std::vector<ClientId> holders_of_beginning(std::string_view name) const;
     // Who holds the longest text that the name equals or continues with a "."; of several the one that came first.
     [[nodiscard]] std::optional<ClientId> first_holder_of_path(std::string_view name) const;
+
+    // For a report, in the order of the texts; the texts live until the table changes.
+    struct Held {
+        std::string_view text;
+        std::vector<ClientId> holders;  // in order of arrival
+    };
+    [[nodiscard]] std::vector<std::string_view> texts_of(ClientId client) const;
+    [[nodiscard]] std::vector<Held> all() const;
 
   private:
     struct TextHash {

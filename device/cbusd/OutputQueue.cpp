@@ -42,9 +42,6 @@ OutputQueue::Result OutputQueue::send(int socket, const cbus_header_t& header, s
         }
         sent = static_cast<size_t>(n);
     }
-    if (waiting_bytes() + head.size() + body.size() - sent > m_limit_bytes) {
-        return Result::kFull;
-    }
     for (const std::span<const char> piece : {head, body}) {
         const size_t out = std::min(sent, piece.size());
         m_waiting.append(piece.data() + out, piece.size() - out);
@@ -67,10 +64,14 @@ OutputQueue::Result OutputQueue::flush(int socket) {
 // Moving the rest to the front only when it is the smaller half keeps the cost in proportion to what goes out.
 void OutputQueue::drop_sent() {
     if (m_sent == m_waiting.size()) {
-        std::string().swap(m_waiting);
-        m_sent = 0;
+        clear();
     } else if (m_sent > m_waiting.size() / 2) {
         m_waiting.erase(0, m_sent);
         m_sent = 0;
     }
+}
+
+void OutputQueue::clear() {
+    std::string().swap(m_waiting);
+    m_sent = 0;
 }

@@ -19,6 +19,7 @@ std::optional<uint16_t> PendingRequests::add(PendingRequest request) {
         ++m_last_tag;
     } while (m_last_tag == 0 || m_by_tag.contains(m_last_tag));
     ++m_per_origin[request.origin];
+    ++m_per_pair[{request.provider, request.origin}];
     m_by_age.push_back({m_last_tag, std::move(request)});
     m_by_tag.emplace(m_last_tag, std::prev(m_by_age.end()));
     return m_last_tag;
@@ -69,6 +70,15 @@ const PendingRequest* PendingRequests::oldest() const {
     return m_by_age.empty() ? nullptr : &m_by_age.front().request;
 }
 
+std::vector<ClientId> PendingRequests::origins_waiting_for(ClientId provider) const {
+    std::vector<ClientId> origins;
+    for (auto pair = m_per_pair.lower_bound({provider, 0});
+         pair != m_per_pair.end() && pair->first.first == provider; ++pair) {
+        origins.push_back(pair->first.second);
+    }
+    return origins;
+}
+
 PendingRequest PendingRequests::remove(Entries::iterator entry) {
     PendingRequest request = std::move(entry->request);
     m_by_tag.erase(entry->tag);
@@ -76,6 +86,10 @@ PendingRequest PendingRequests::remove(Entries::iterator entry) {
     const auto origin = m_per_origin.find(request.origin);
     if (--origin->second == 0) {
         m_per_origin.erase(origin);
+    }
+    const auto pair = m_per_pair.find({request.provider, request.origin});
+    if (--pair->second == 0) {
+        m_per_pair.erase(pair);
     }
     return request;
 }

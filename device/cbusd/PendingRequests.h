@@ -3,12 +3,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <map>
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "device/cbusd/ClientConnection.h"
+#include "cbus/cbus_wire.h"
+#include "device/cbusd/client_id.h"
 
 struct PendingRequest {
     ClientId origin;
@@ -36,6 +39,8 @@ class PendingRequests {
     void drop_origin(ClientId origin);
 
     [[nodiscard]] const PendingRequest* oldest() const;
+    // Whose requests wait for this provider, each once.
+    [[nodiscard]] std::vector<ClientId> origins_waiting_for(ClientId provider) const;
 
   private:
     struct Entry {
@@ -49,5 +54,6 @@ class PendingRequests {
     Entries m_by_age;  // oldest first
     std::unordered_map<uint16_t, Entries::iterator> m_by_tag;
     std::unordered_map<ClientId, size_t> m_per_origin;
+    std::map<std::pair<ClientId, ClientId>, size_t> m_per_pair;  // by provider and origin
     uint16_t m_last_tag = 0;
 };

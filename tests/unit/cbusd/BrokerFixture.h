@@ -2,6 +2,7 @@
 
 #include <event2/event.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <unistd.h>
 
 #include <functional>
@@ -20,7 +21,8 @@ class BrokerFixture : public testing::Test {
   protected:
     explicit BrokerFixture(const BrokerOptions& options = {})
         : m_address("unix*cbusd-unit-" + std::to_string(getpid())),
-          m_broker(std::make_unique<Broker>(m_base.get(), bus_listen(m_address.c_str()), options)) {}
+          m_broker(std::make_unique<Broker>(m_base.get(), bus_listen(m_address.c_str()),
+                                            AccessList(geteuid()), options)) {}
 
     BusPeer Connect() {
         const size_t count = m_broker->client_count();
@@ -51,6 +53,13 @@ class BrokerFixture : public testing::Test {
     // Disconnected, with nothing more to read.
     bool IsDisconnected(BusPeer& peer) {
         return RunUntil([&] { return peer.IsReadable(); }) && peer.ReceiveBytes(1).empty();
+    }
+
+    // What log lines call a client of this process.
+    static std::string Named(ClientId id) {
+        const passwd* user = getpwuid(geteuid());
+        return "client " + std::to_string(id) + " (pid " + std::to_string(getpid()) + ", user " +
+               user->pw_name + ", program unit_cbusd)";
     }
 
     CapturedLog m_log;
