@@ -1,0 +1,469 @@
+#include <gmock/gmock.h>
+
+#include <string>
+#include <utility>
+
+#include "BrokerFixture.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr size_t kMebi = size_t{1} << 20;
+constexpr size_t kNever = SIZE_MAX;
+
+// A client's messages, one after the other as fast as they are taken, numbered by their seqn.
+class Flood {
+  public:
+    Flood(BusPeer& peer, WireMessage message, size_t count = kNever)
+        : m_peer(peer), m_message(std::move(message)), m_left(count) {
+        socket_set_blocking(peer.fd(), false);
+    }
+
+    // Sends what is taken now; false when nothing is.
+    bool Push() {
+        size_t taken_before = m_taken;
+        while (!IsDone()) {
+            if (m_bytes.empty()) {
+                m_bytes = Bytes(m_message);
+                ++m_message.seqn;
+            }
+            const ssize_t n = send(m_peer.fd(), m_bytes.data(), m_bytes.size(), MSG_NOSIGNAL);
+            if (n <= 0) {
+                break;
+            }
+            m_taken += static_cast<size_t>(n);
+            m_bytes.erase(0, static_cast<size_t>(n));
+            if (m_bytes.empty() && m_left != kNever) {
+                --m_left;
+            }
+        }
+        return m_taken != taken_before;
+    }
+    [[nodiscard]] bool IsDone() const { return m_left == 0; }
+    void EndAfterThisMessage() { m_left = m_bytes.empty() ? 0 : 1; }
+    [[nodiscard]] size_t taken() const { return m_taken; }
+
+  private:
+    BusPeer& m_peer;
+    WireMessage m_message;
+    size_t m_left;
+    size_t m_taken = 0;
+    std::string m_bytes;  // of the message that is being sent
+};
+
+class BusFlow : public BrokerFixture {
+  protected:
+    static BrokerOptions Patient() {
+        BrokerOptions options;
+        options.check_interval_ms = 5;
+        return options;
+    }
+    static BrokerOptions Impatient() {
+        BrokerOptions options = Patient();
+        options.stalled_ms = 40;
+        return options;
+    }
+    explicit BusFlow(const BrokerOptions& options = Patient()) : BrokerFixture(options) {}
+
+    // Until the broker takes no more, or all is out.
+    void PushUntilStuck(Flood& flood) {
+        for (int idle_turns = 0; idle_turns < 20 && !flood.IsDone(); ++idle_turns) {
+            if (flood.Push()) {
+                idle_turns = 0;
+            }
+            event_base_loop(m_base.get(), EVLOOP_NONBLOCK);
+        }
+    }
+    // Reads so many bytes of whatever comes.
+    void Take(BusPeer& peer, size_t bytes) {
+        socket_set_blocking(peer.fd(), false);
+        EXPECT_TRUE(RunUntil([&] {
+            bytes -= peer.ReceiveBytes(std::min(bytes, size_t{65536})).size();
+            return bytes == 0;
+        }));
+        socket_set_blocking(peer.fd(), true);
+    }
+    void RunFor(uint32_t time_ms) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(time_ms);
+        RunUntil([&] { return std::chrono::steady_clock::now() >= end; });
+    }
+    // `count` messages numbered from 0, while the flood goes on.
+    void ReceiveAll(BusPeer& peer, Flood& flood, int count) {
+        socket_set_blocking(peer.fd(), true);
+        for (int i = 0; i < count; ++i) {
+            ASSERT_TRUE(RunUntil([&] {
+                flood.Push();
+                return peer.HasMessage();
+            }));
+            ASSERT_EQ(peer.Receive().seqn, i);
+        }
+    }
+    // Requests numbered from 0.
+    void Ask(BusPeer& origin, int count) {
+        for (int i = 0; i < count; ++i) {
+            origin.Send(WireMessage{2, 0, i, 0, "config.read", ""});
+            event_base_loop(m_base.get(), EVLOOP_NONBLOCK);
+        }
+    }
+    static WireMessage Signal(const char* name = "s", size_t bytes = 20'000) {
+        return {1, 0, 0, 0, name, std::string(bytes, 'd')};
+    }
+    static WireMessage ReplyTo(WireMessage request, size_t bytes) {
+        request.type = 3;
+        request.data.assign(bytes, 'r');
+        return request;
+    }
+
+    BusPeer m_writer = Connect();
+    BusPeer m_receiver = Connect();
+};
+
+class BusStall : public BusFlow {
+  protected:
+    BusStall() : BusFlow(Impatient()) {}
+
+    void FillWithMoreThanEightMebibytes() {
+        Flood not_yet_full(m_writer, Signal("s", 4 * kMebi), 1);
+        PushUntilStuck(not_yet_full);
+        Flood too_much(m_writer, Signal("s", 7 * kMebi), 1);
+        PushUntilStuck(too_much);
+        ASSERT_TRUE(not_yet_full.IsDone() && too_much.IsDone());
+        socket_set_blocking(m_writer.fd(), true);
+    }
+};
+
+class BusHold : public BusFlow {
+  protected:
+    static BrokerOptions ShortHolding() {
+        BrokerOptions options = Patient();
+        options.holding_ms = 40;
+        return options;
+    }
+    BusHold() : BusFlow(ShortHolding()) {}
+};
+
+class BusMessageTime : public BusFlow {
+  protected:
+    static BrokerOptions ShortMessages() {
+        BrokerOptions options = Patient();
+        options.message_timeout_ms = 40;
+        return options;
+    }
+    BusMessageTime() : BusFlow(ShortMessages()) {}
+};
+
+}  // namespace
+
+TEST_F(BusFlow, AFastWriterIsSlowedByItsReceiverAndLosesNothing) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal(), 1000);
+
+    PushUntilStuck(flood);
+
+    EXPECT_GT(flood.taken(), 4 * kMebi);
+    EXPECT_LT(flood.taken(), 6 * kMebi);
+    ReceiveAll(m_receiver, flood, 1000);
+    EXPECT_EQ(m_log.lines(), std::vector<std::string>{});
+}
+
+TEST_F(BusFlow, AWriterIsReadAgainBelowOneMebibyte) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+    PushUntilStuck(flood);
+    const size_t taken = flood.taken();
+
+    Take(m_receiver, 2 * kMebi);
+    PushUntilStuck(flood);
+    EXPECT_EQ(flood.taken(), taken);
+
+    Take(m_receiver, 2 * kMebi);
+    PushUntilStuck(flood);
+    EXPECT_GT(flood.taken(), taken);
+}
+
+TEST_F(BusFlow, TheBrokerSleepsWhileAWriterWaits) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+    PushUntilStuck(flood);
+
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+    int turns = 0;
+    for (; std::chrono::steady_clock::now() < end; ++turns) {
+        event_base_loop(m_base.get(), EVLOOP_ONCE);
+    }
+
+    EXPECT_LT(turns, 40);
+}
+
+TEST_F(BusFlow, OthersAreNotSlowed) {
+    BusPeer other = Connect();
+    BusPeer listener = Connect();
+    Filter(m_receiver, "s");
+    Filter(listener, "other");
+    Flood flood(m_writer, Signal());
+    PushUntilStuck(flood);
+
+    other.Send(Signal("other", 1000));
+
+    EXPECT_EQ(Receive(listener).name, "other");
+}
+
+TEST_F(BusFlow, AWriterThatWaitsStillGetsItsOwnMessages) {
+    BusPeer provider = Connect();
+    Provide(provider, "config");
+    Filter(m_receiver, "s");
+    m_writer.Send(WireMessage{2, 0, 7, 0, "config.read", ""});
+    const WireMessage request = Receive(provider);
+    Flood flood(m_writer, Signal());
+    PushUntilStuck(flood);
+
+    provider.Send(ReplyTo(request, 10));
+
+    EXPECT_EQ(Receive(m_writer).name, "config.read");
+}
+
+TEST_F(BusFlow, TwoThatFillEachOthersQueuesBeforeTheyReadLoseNothing) {
+    Filter(m_receiver, "s");
+    Filter(m_writer, "t");
+    Flood there(m_writer, Signal("s"), 500);
+    Flood back(m_receiver, Signal("t"), 500);
+
+    for (int i = 0; i < 4; ++i) {
+        PushUntilStuck(there);
+        PushUntilStuck(back);
+    }
+
+    ASSERT_TRUE(there.IsDone() && back.IsDone());
+    ReceiveAll(m_receiver, there, 500);
+    ReceiveAll(m_writer, back, 500);
+}
+
+TEST_F(BusStall, OneOfTwoThatOnlyWriteToEachOtherIsDisconnectedAndTheOtherGoesOn) {
+    Filter(m_receiver, "s");
+    Filter(m_writer, "t");
+    Flood there(m_writer, Signal("s"));
+    Flood back(m_receiver, Signal("t"));
+    PushUntilStuck(there);
+    PushUntilStuck(back);
+    PushUntilStuck(there);
+    ASSERT_LT(there.taken() + back.taken(), 40 * kMebi);
+
+    ASSERT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
+
+    EXPECT_EQ(m_log.lines().size(), 1u);
+    const bool has_writer_gone = m_log.countOf("4 cbusd: " + Named(1)) == 1;
+    Flood& survivor = has_writer_gone ? back : there;
+    EXPECT_TRUE(RunUntil([&] { return survivor.Push(); }));
+}
+
+TEST_F(BusFlow, AProviderThatWaitsForAReceiverStillAnswersOthers) {
+    BusPeer origin = Connect();
+    Provide(m_writer, "config");
+    Filter(m_receiver, "s");
+    Flood changes(m_writer, Signal());
+    PushUntilStuck(changes);
+
+    origin.Send(WireMessage{2, 0, 7, 0, "config.read", ""});
+    const WireMessage request = Receive(m_writer);
+    changes.EndAfterThisMessage();
+    PushUntilStuck(changes);
+    m_writer.Send(ReplyTo(request, 10));
+
+    EXPECT_EQ(Receive(origin).data, "rrrrrrrrrr");
+}
+
+TEST_F(BusFlow, AProviderIsSlowedByWhoDoesNotTakeItsRepliesAndLosesNone) {
+    Provide(m_receiver, "config");
+    Ask(m_writer, 1000);
+    std::string replies;
+    for (int i = 0; i < 1000; ++i) {
+        replies += Bytes(ReplyTo(Receive(m_receiver), 20'000));
+    }
+    socket_set_blocking(m_receiver.fd(), false);
+    size_t sent = 0;
+    const auto push = [&] {
+        const ssize_t n = send(m_receiver.fd(), replies.data() + sent, replies.size() - sent, MSG_NOSIGNAL);
+        sent += n > 0 ? static_cast<size_t>(n) : 0;
+    };
+    for (int turn = 0; turn < 2000; ++turn) {
+        push();
+        event_base_loop(m_base.get(), EVLOOP_NONBLOCK);
+    }
+    EXPECT_LT(sent, 6 * kMebi);
+
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_TRUE(RunUntil([&] {
+            push();
+            return m_writer.HasMessage();
+        }));
+        ASSERT_EQ(m_writer.Receive().seqn, i);
+    }
+}
+
+TEST_F(BusFlow, WhoDoesNotTakeItsRepliesDoesNotKeepOthersFromTheirs) {
+    BusPeer other = Connect();
+    Provide(m_receiver, "config");
+    Ask(m_writer, 1500);
+    other.Send(WireMessage{2, 0, 999, 0, "config.read", ""});
+    std::string replies;
+    for (int i = 0; i < 1501; ++i) {
+        replies += Bytes(ReplyTo(Receive(m_receiver), 20'000));
+    }
+    socket_set_blocking(m_receiver.fd(), false);
+    size_t sent = 0;
+
+    EXPECT_TRUE(RunUntil([&] {
+        const ssize_t n = send(m_receiver.fd(), replies.data() + sent, replies.size() - sent, MSG_NOSIGNAL);
+        sent += n > 0 ? static_cast<size_t>(n) : 0;
+        return other.HasMessage();
+    }));
+
+    EXPECT_EQ(other.Receive().seqn, 999);
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(HasSubstr("does not take its replies while others wait for theirs")));
+}
+
+TEST_F(BusFlow, WhoAsksWithoutEndAndTakesNoReplyIsNoLongerRead) {
+    Flood questions(m_writer, WireMessage{2, 0, 0, 0, std::string(60'000, 'n'), ""});
+
+    PushUntilStuck(questions);
+
+    EXPECT_LT(questions.taken(), 20 * kMebi);
+    Settle(m_receiver);
+}
+
+TEST_F(BusStall, WhoTakesNothingWhileMoreThanEightMebibytesWaitIsDisconnectedWithOneLogLine) {
+    Filter(m_receiver, "s");
+
+    FillWithMoreThanEightMebibytes();
+    ASSERT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
+
+    Settle(m_writer);
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(AllOf(
+                    StartsWith("4 cbusd: " + Named(2) + " disconnected: has taken nothing for 0 s while "),
+                    EndsWith(" bytes wait"))));
+}
+
+TEST_F(BusStall, WhoTakesALittleNowAndThenStays) {
+    Filter(m_receiver, "s");
+    FillWithMoreThanEightMebibytes();
+
+    for (int i = 0; i < 10; ++i) {
+        RunFor(10);
+        Take(m_receiver, 300'000);
+    }
+
+    EXPECT_EQ(m_broker->client_count(), 2u);
+}
+
+TEST_F(BusStall, LessThanEightMebibytesMayWait) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+
+    PushUntilStuck(flood);
+    RunFor(100);
+
+    EXPECT_EQ(m_broker->client_count(), 2u);
+}
+
+TEST_F(BusHold, WhoHoldsAnotherUpForTooLongWithoutTakingAnythingIsDisconnected) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+
+    PushUntilStuck(flood);
+
+    EXPECT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
+    EXPECT_TRUE(RunUntil([&] { return flood.Push(); }));
+}
+
+TEST_F(BusHold, WhoHoldsNobodyUpMayTakeItsTime) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal(), 150);
+
+    PushUntilStuck(flood);
+    ASSERT_TRUE(flood.IsDone());
+    RunFor(100);
+
+    EXPECT_EQ(m_broker->client_count(), 2u);
+}
+
+TEST_F(BusFlow, WhatAWriterHadSentWhenItWentStillArrives) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+    PushUntilStuck(flood);
+    const size_t whole = flood.taken() / Bytes(Signal()).size();
+    m_writer.Hang();
+    RunFor(50);
+
+    for (size_t i = 0; i < whole; ++i) {
+        ASSERT_EQ(Receive(m_receiver).seqn, static_cast<int>(i));
+    }
+    EXPECT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
+}
+
+TEST_F(BusFlow, TheLastWordsOfOneThatTakesNothingArrive) {
+    Filter(m_receiver, "last");
+    Filter(m_writer, "s");
+    BusPeer other = Connect();
+    Flood flood(other, Signal("s"), 20);
+    PushUntilStuck(flood);
+
+    m_writer.Send(Signal("last.word", 10));
+    m_writer.Hang();
+
+    EXPECT_EQ(Receive(m_receiver).name, "last.word");
+}
+
+TEST_F(BusFlow, TheNamesOfAWaitingWriterThatDiedAreFree) {
+    BusPeer second = Connect();
+    Provide(m_writer, "config");
+    Provide(second, "config");
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+    PushUntilStuck(flood);
+
+    m_writer.Hang();
+    RunFor(30);
+    m_receiver.Send(WireMessage{2, 0, 1, 0, "config.read", ""});
+
+    EXPECT_EQ(Receive(second).name, "config.read");
+}
+
+TEST_F(BusMessageTime, AMessageThatIsNotCompleteInTimeCostsTheConnection) {
+    m_writer.Send(Bytes(Signal()).substr(0, 1000));
+
+    EXPECT_TRUE(IsDisconnected(m_writer));
+    EXPECT_EQ(m_log.lines(), std::vector<std::string>{"4 cbusd: " + Named(1) +
+                                                      " disconnected: a message was not complete in time"});
+    Settle(m_receiver);
+}
+
+TEST_F(BusMessageTime, EveryMessageHasItsOwnTime) {
+    const std::string half = Bytes({2, 0, 1, 0, "slow", "data"}).substr(0, 17);
+    const std::string rest = Bytes({2, 0, 1, 0, "slow", "data"}).substr(17);
+    m_writer.Send(half);
+
+    for (int i = 0; i < 6; ++i) {
+        RunFor(15);
+        m_writer.Send(rest + half);
+        ASSERT_EQ(Receive(m_writer).name, "slow");
+    }
+}
+
+TEST_F(BusMessageTime, TheTimeInWhichAWriterIsNotReadDoesNotCount) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+    PushUntilStuck(flood);
+
+    RunFor(100);
+
+    EXPECT_EQ(m_broker->client_count(), 2u);
+    Take(m_receiver, 4 * kMebi);
+    EXPECT_TRUE(RunUntil([&] { return flood.Push(); }));
+}
