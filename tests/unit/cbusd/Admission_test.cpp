@@ -54,8 +54,9 @@ class AsNobody {
 TEST_F(BusAdmission, IsRefusedToOneOfAnotherUserWithALogLine) {
     EXPECT_FALSE(m_admission.enter(Peer(501)));
 
-    EXPECT_THAT(m_log.lines(), ElementsAre("4 cbusd: refused pid 12, user 501, program program: its user may not use "
-                                           "the bus (0 more since the last line)"));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre("4 cbusd: refused pid 12, user 501, program program: its user may not use "
+                            "the bus (0 more since the last line)"));
 }
 
 TEST_F(BusAdmission, OfOneUserIsLimitedToItsShare) {

@@ -307,12 +307,26 @@ TEST_F(BusSilence, IsAnsweredEmptyWhenTheTimeIsOver) {
     EXPECT_EQ(m_log.lines().size(), 1u);
 }
 
-TEST_F(BusSilence, IsAnsweredForEachRequestInTurn) {
-    Forward(kRequest);
+TEST_F(BusSilence, CostsAProviderTheRequestsOfOthersUntilItSendsSomething) {
+    const WireMessage forwarded = Forward(kRequest);
     EXPECT_EQ(Receive(m_origin), kEmptyReply);
 
-    Forward(kRequest);
+    m_origin.Send(kRequest);
     EXPECT_EQ(Receive(m_origin), kEmptyReply);
+    EXPECT_FALSE(m_provider.IsReadable());
+
+    m_provider.Send(ReplyTo(forwarded, "too late"));
+    Settle(m_provider);
+    EXPECT_EQ(Forward(kRequest).name, kRequest.name);
+}
+
+TEST_F(BusSilence, IsLoggedOnceThoughSeveralRequestsRunOut) {
+    Forward(kRequest);
+    Forward(kRequest);
+
+    EXPECT_EQ(Receive(m_origin), kEmptyReply);
+    EXPECT_EQ(Receive(m_origin), kEmptyReply);
+    EXPECT_EQ(m_log.lines().size(), 1u);
 }
 
 TEST_F(BusSilence, MakesALaterReplyDropped) {

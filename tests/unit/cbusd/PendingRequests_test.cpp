@@ -141,3 +141,18 @@ TEST(PendingRequestsTest, ThoseOfAnOriginAreDropped) {
     EXPECT_FALSE(pending.take(kProvider, ReplyWith(*tag)));
     EXPECT_EQ(pending.oldest(), nullptr);
 }
+
+TEST(PendingRequestsTest, TellsWhoWaitsForAProvider) {
+    PendingRequests pending;
+    ASSERT_TRUE(pending.add(Request(1, 8)));
+    ASSERT_TRUE(pending.add(Request(1, 8)));
+    ASSERT_TRUE(pending.add(Request(2, 8)));
+    ASSERT_TRUE(pending.add(Request(3, 9)));
+
+    EXPECT_EQ(pending.origins_waiting_for(8), (std::vector<ClientId>{1, 2}));
+
+    pending.drop_origin(1);
+
+    EXPECT_EQ(pending.origins_waiting_for(8), std::vector<ClientId>{2});
+    EXPECT_TRUE(pending.origins_waiting_for(7).empty());
+}

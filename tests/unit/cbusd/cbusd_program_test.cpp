@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -76,6 +79,75 @@ TEST_F(BusProgram, EndsCleanlyOnSigint) {
     bus.signal(SIGINT);
 
     EXPECT_EQ(bus.awaitEnd(), 0);
+}
+
+TEST_F(BusProgram, IgnoresSighupWithALogLine) {
+    Program bus = Start({"-a", m_address});
+    ASSERT_TRUE(bus.awaitOutput("listening"));
+
+    bus.signal(SIGHUP);
+
+    EXPECT_TRUE(bus.awaitOutput("SIGHUP is ignored"));
+    EXPECT_TRUE(UniqueFd(socket_create_client(m_address.c_str())).valid());
+}
+
+TEST_F(BusProgram, TellsTheServiceManagerOfItsStartItsLifeAndItsEnd) {
+    const std::string name = "cbusd-manager-" + std::to_string(getpid());
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    name.copy(address.sun_path + 1, sizeof address.sun_path - 1);
+    const UniqueFd manager(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const timeval limit{5, 0};
+    setsockopt(manager.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    ASSERT_EQ(bind(manager.get(), reinterpret_cast<sockaddr*>(&address), length), 0);
+    const auto hear = [&manager] {
+        char text[64];
+        const ssize_t n = recv(manager.get(), text, sizeof text, 0);
+        return std::string(text, n > 0 ? static_cast<size_t>(n) : 0);
+    };
+    m_environment = {{"NOTIFY_SOCKET", "@" + name}, {"WATCHDOG_USEC", "20000"}};
+    Program bus = Start({"-a", m_address});
+
+    EXPECT_EQ(hear(), "READY=1");
+    EXPECT_EQ(hear(), "WATCHDOG=1");
+    EXPECT_EQ(hear(), "WATCHDOG=1");
+    bus.signal(SIGTERM);
+    std::string last = hear();
+    while (last == "WATCHDOG=1") {
+        last = hear();
+    }
+
+    EXPECT_EQ(last, "STOPPING=1");
+    EXPECT_EQ(bus.awaitEnd(), 0);
+}
+
+TEST_F(BusProgram, TakesUsersAndGroupsThatMayUseIt) {
+    Program bus = Start({"-a", m_address, "--allow-user", "nobody", "--allow-user", "1234", "--allow-group",
+                         "nogroup", "--allow-group", "99"});
+
+    EXPECT_TRUE(bus.awaitOutput("listening"));
+}
+
+TEST_F(BusProgram, SaysInOneLineThatAUserIsUnknown) {
+    Program bus = Start({"-a", m_address, "--allow-user", "no such user"});
+
+    EXPECT_EQ(WEXITSTATUS(bus.awaitEnd().value_or(0)), 1);
+    EXPECT_EQ(bus.output(), "cbusd: no such user: 'no such user'\n");
+}
+
+TEST_F(BusProgram, SaysInOneLineThatAGroupIsUnknown) {
+    Program bus = Start({"-a", m_address, "--allow-group", "no such group"});
+
+    EXPECT_EQ(WEXITSTATUS(bus.awaitEnd().value_or(0)), 1);
+    EXPECT_EQ(bus.output(), "cbusd: no such group: 'no such group'\n");
+}
+
+TEST_F(BusProgram, SaysThatTcpIsForTests) {
+    Program bus = Start({"-a", "tcp**0"});
+
+    EXPECT_TRUE(bus.awaitOutput("tcp is for tests: whoever reaches the port may use the bus"));
+    EXPECT_TRUE(bus.awaitOutput("listening on tcp**0"));
 }
 
 TEST_F(BusProgram, SaysInOneLineThatItsAddressIsInUse) {
