@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string_view stream(reinterpret_cast<const char*>(data), size);
     while (splitter.next(stream) == MessageSplitter::Result::kMessage) {
         if (JsonPtr message{cJSON_ParseWithLength(stream.data(), splitter.length())}) {
-            static_cast<void>(notification_text(*message, px_tvms_t{}));
+            static_cast<void>(notification_text(*message, 0, Paint()));
+            static_cast<void>(notification_json(*message, 0));
             static_cast<void>(ApiResponse(std::move(message)).errorText());
         }
         stream.remove_prefix(splitter.length());

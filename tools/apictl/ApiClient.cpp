@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "src/base/json_helpers.h"
-#include "tools/apictl/json_text.h"
+#include "tools/common/json_text.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include "runtime/c_owner.h"
 #include "src/base/owners.h"
 #include "tools/apictl/ApiResponse.h"
-#include "tools/apictl/Interruption.h"
 #include "tools/apictl/MessageSplitter.h"
+#include "tools/common/Interruption.h"
 
 struct ApiRequest {
     const char* method;  // "create", "read", "update" or "delete"

@@ -1,7 +1,7 @@
 #include "tools/apictl/ApiResponse.h"
 
 #include "src/base/json_helpers.h"
-#include "tools/apictl/json_text.h"
+#include "tools/common/json_text.h"
 
 const cJSON* ApiResponse::body() const {
     const cJSON* result = cJSON_GetObjectObject(m_message.get(), "result");

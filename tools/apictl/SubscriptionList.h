@@ -1,9 +1,9 @@
 #pragma once
 
 #include "tools/apictl/ApiClient.h"
-#include "tools/apictl/Output.h"
 #include "tools/apictl/command_line.h"
-#include "tools/apictl/exit_status.h"
+#include "tools/common/Output.h"
+#include "tools/common/exit_status.h"
 
 // SubscriptionList: prints what the unit holds as the subscriptions of a connection, which are those that it has made
 // itself just before: the paths of the command. Those of other connections nobody else can see.

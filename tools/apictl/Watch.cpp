@@ -1,21 +1,12 @@
 #include "tools/apictl/Watch.h"
 
-#include "tools/apictl/json_text.h"
 #include "tools/apictl/notification_text.h"
 #include "tools/apictl/report.h"
 #include "tools/apictl/subscription.h"
+#include "tools/common/json_text.h"
+#include "tools/common/time_text.h"
 
 using Outcome = ApiClient::Outcome;
-
-namespace {
-
-px_tvms_t wall_clock() {
-    px_tvms_t now{};
-    px_time_tvms(&now);
-    return now;
-}
-
-}  // namespace
 
 Watch::Watch(const CommandLine& command, const Interruption& interruption, const Output& output)
     : m_command(command),
@@ -42,7 +33,9 @@ bool Watch::isDone() const {
 
 void Watch::print(const cJSON& message) {
     const std::string line = m_command.is_raw ? json_printable(message, JsonLayout::kOneLine)
-                                              : notification_text(message, wall_clock());
+                             : m_command.is_json
+                                 ? notification_json(message, time_now_us())
+                                 : notification_text(message, time_now_us(), m_output.paint());
     if (!isDone() && !line.empty()) {
         m_written = m_output.writeLine(line);
         ++m_printed;

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "tools/apictl/ApiClient.h"
-#include "tools/apictl/Output.h"
 #include "tools/apictl/command_line.h"
-#include "tools/apictl/exit_status.h"
+#include "tools/common/Output.h"
+#include "tools/common/exit_status.h"
 
 // Watch: prints a line for every notification of the paths that a command names, until the interruption, the command's
 // count or its timeout, all of which are good ends.

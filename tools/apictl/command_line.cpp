@@ -5,10 +5,8 @@
 #include <CLI/CLI.hpp>
 #include <cctype>
 #include <cstdlib>
-#include <limits>
 
-#include "tools/apictl/exit_status.h"
-#include "tools/apictl/json_text.h"
+#include "tools/common/command_line_parts.h"
 
 namespace {
 
@@ -19,8 +17,7 @@ struct Arguments {
     CommandLine command;
     std::string path;  // of a call
     std::string payload;
-    int count = 0;
-    int timeout_s = 0;
+    std::optional<int> timeout_s;
 };
 
 CLI::Validator path_check() {
@@ -41,10 +38,8 @@ CLI::Validator resource_check() {
 
 CLI::App* add_verb(CLI::App& app, Arguments& arguments, Verb verb, const std::string& name,
                    const std::string& description) {
-    CLI::App* command = app.add_subcommand(name, description);
-    command->fallthrough();
+    CLI::App* command = command_line_add_verb(app, name, description, "-s, --raw and --json");
     command->callback([&arguments, verb] { arguments.command.verb = verb; });
-    command->footer("-s and --raw are options of all commands, see apictl -h.");
     return command;
 }
 
@@ -74,9 +69,8 @@ void add_watch(CLI::App& app, Arguments& arguments) {
         ->check(path_check())
         ->check(resource_check());
     add_subscription_options(command, arguments);
-    const CLI::Range positive(1, std::numeric_limits<int>::max(), "N");
-    command->add_option("-n,--count", arguments.count, "end after that many changes")->check(positive);
-    command->add_option("-t,--timeout", arguments.timeout_s, "end after that many seconds")->check(positive);
+    command_line_add_count(command, arguments.command.count, "changes");
+    command_line_add_timeout(command, arguments.timeout_s);
 }
 
 void add_subscriptions(CLI::App& app, Arguments& arguments) {
@@ -89,18 +83,14 @@ void add_subscriptions(CLI::App& app, Arguments& arguments) {
 }
 
 void describe(CLI::App& app, Arguments& arguments) {
-    app.set_version_flag("--version", "apictl " ORVALE_VERSION);
+    command_line_set_up(app, "the unit");
     app.add_option("-s,--socket", arguments.command.socket,
                    "socket of the daemon (ORVALE_API, else " + default_socket() + ")");
-    app.add_flag("--raw", arguments.command.is_raw, "print whole messages, not their data");
-    // None is allowed here, so that a wrong one is reported as such and not as missing.
-    app.require_subcommand(0, 1);
-    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.failure_message([](const CLI::App*, const CLI::Error& error) {
-        return "apictl: " + text_printable(error.what()) + "\nTry apictl -h.\n";
-    });
-    app.footer(
-        "Exit status: 0 done, 1 the unit answered with an error, 2 usage, 3 the unit cannot be reached.");
+    CLI::Option* raw =
+        app.add_flag("--raw", arguments.command.is_raw, "print whole messages, not their data");
+    app.add_flag("--json", arguments.command.is_json,
+                 "one line of JSON for everything, on a terminal and in a watch too")
+        ->excludes(raw);
     add_call(app, arguments, Verb::kRead, "read", "Print a resource");
     add_call(app, arguments, Verb::kUpdate, "update", "Change a resource");
     add_call(app, arguments, Verb::kCreate, "create", "Create a resource");
@@ -134,11 +124,8 @@ CommandLine finish(const CLI::App& app, const Arguments& arguments) {
     if (is_given("DATA")) {
         command.payload = arguments.payload;
     }
-    if (is_given("--count")) {
-        command.count = arguments.count;
-    }
-    if (is_given("--timeout")) {
-        command.timeout = std::chrono::seconds(arguments.timeout_s);
+    if (arguments.timeout_s) {
+        command.timeout = std::chrono::seconds(*arguments.timeout_s);
     }
     return command;
 }
@@ -156,13 +143,8 @@ std::variant<CommandLine, int> command_line_parse(int argc, const char* const* a
         "Reads, changes and watches the resources of the unit over the JSON-RPC socket of its daemon.",
         "apictl");
     describe(app, arguments);
-    try {
-        app.parse(argc, argv);
-        if (app.get_subcommands().empty()) {
-            throw CLI::RequiredError("A command");
-        }
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitStatus::kUsage);
+    if (const std::optional<int> status = command_line_read(app, argc, argv)) {
+        return *status;
     }
     return finish(app, arguments);
 }

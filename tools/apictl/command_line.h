@@ -12,7 +12,8 @@ struct CommandLine {
 
     Verb verb = Verb::kRead;
     std::string socket;
-    bool is_raw = false;
+    bool is_raw = false;  // not together with is_json
+    bool is_json = false;
     std::vector<std::string> paths;  // one for create, read, update and delete; each begins with "/"
     std::optional<std::string> payload;
     bool is_recursive = false;

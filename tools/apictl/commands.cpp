@@ -26,6 +26,14 @@ const char* method_of(Verb verb) {
     }
 }
 
+Output make_output(const CommandLine& command, const Interruption& interruption) {
+    Output output("apictl", interruption);
+    if (command.is_json) {
+        output.keepJsonOnOneLine();
+    }
+    return output;
+}
+
 ExitStatus call(const CommandLine& command, const cJSON* data, const Output& output) {
     const Interruption none;
     ApiClient client(none);
@@ -42,12 +50,12 @@ ExitStatus call(const CommandLine& command, const cJSON* data, const Output& out
 
 ExitStatus run_call(const CommandLine& command) {
     const Interruption none;
-    const Output output(none);
+    const Output output = make_output(command, none);
     if (!command.payload) {
         return call(command, nullptr, output);
     }
-    const std::variant<JsonPtr, PayloadError> payload = payload_read(*command.payload);
-    if (const auto* error = std::get_if<PayloadError>(&payload)) {
+    const std::variant<JsonPtr, InputError> payload = payload_read(*command.payload);
+    if (const auto* error = std::get_if<InputError>(&payload)) {
         output.complain(error->text);
         return ExitStatus::kUsage;
     }
@@ -56,13 +64,13 @@ ExitStatus run_call(const CommandLine& command) {
 
 ExitStatus run_subscriptions(const CommandLine& command) {
     const Interruption none;
-    const Output output(none);
+    const Output output = make_output(command, none);
     return SubscriptionList(command, none, output).run();
 }
 
 ExitStatus run_watch(const CommandLine& command) {
     Interruption interruption;
-    const Output output(interruption);
+    const Output output = make_output(command, interruption);
     if (!interruption.addSignals()) {
         output.complain("cannot wait for signals");
         return ExitStatus::kUnreachable;

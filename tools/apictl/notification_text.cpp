@@ -1,36 +1,63 @@
 #include "tools/apictl/notification_text.h"
 
-#include <cstdio>
-#include <ctime>
-
 #include "src/base/json_helpers.h"
-#include "tools/apictl/json_text.h"
+#include "src/base/owners.h"
+#include "tools/common/json_text.h"
+#include "tools/common/time_text.h"
 
 namespace {
 
-std::string time_text(const px_tvms_t& time) {
-    std::tm local{};
-    localtime_r(&time.seconds, &local);
-    char date[32];
-    std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &local);
-    char milliseconds[sizeof ".000"];
-    std::snprintf(milliseconds, sizeof milliseconds, ".%03u", time.milliseconds % 1000U);
-    return std::string(date) + milliseconds;
-}
+struct Notification {
+    const char* kind = nullptr;
+    const char* path = nullptr;
+    const cJSON* data = nullptr;
+};
 
-}  // namespace
-
-std::string notification_text(const cJSON& message, const px_tvms_t& time) {
+// Without a kind when the message tells none, or no path.
+Notification notification_of(const cJSON& message) {
     const cJSON* kind = cJSON_GetObjectString(&message, "method");
     const cJSON* params = cJSON_GetObjectObject(&message, "params");
     const cJSON* path = cJSON_GetObjectString(params, "path");
     if (kind == nullptr || path == nullptr) {
         return {};
     }
-    std::string text =
-        time_text(time) + ' ' + text_printable(kind->valuestring) + ' ' + text_printable(path->valuestring);
-    if (const cJSON* data = cJSON_GetObjectItemCaseSensitive(params, "data")) {
-        text += ' ' + json_printable(*data, JsonLayout::kOneLine);
+    return {kind->valuestring, path->valuestring, cJSON_GetObjectItemCaseSensitive(params, "data")};
+}
+
+Paint::Colour colour_of(const std::string& kind) {
+    return kind == "Deleted"   ? Paint::Colour::kBad
+           : kind == "Created" ? Paint::Colour::kGood
+                               : Paint::Colour::kNotable;
+}
+
+}  // namespace
+
+std::string notification_text(const cJSON& message, std::uint64_t time_us, const Paint& paint) {
+    const Notification notification = notification_of(message);
+    if (notification.kind == nullptr) {
+        return {};
+    }
+    std::string text = time_text(time_us, TimePrecision::kMilliseconds) + ' ' +
+                       paint(colour_of(notification.kind), text_printable(notification.kind)) + ' ' +
+                       text_printable(notification.path);
+    if (notification.data != nullptr) {
+        text += ' ' + json_printable(*notification.data, JsonLayout::kOneLine);
     }
     return text;
+}
+
+std::string notification_json(const cJSON& message, std::uint64_t time_us) {
+    const Notification notification = notification_of(message);
+    if (notification.kind == nullptr) {
+        return {};
+    }
+    const JsonPtr json(cJSON_CreateObject());
+    cJSON_AddStringToObject(json.get(), "time", time_text(time_us, TimePrecision::kMilliseconds).c_str());
+    cJSON_AddStringToObject(json.get(), "event", notification.kind);
+    cJSON_AddStringToObject(json.get(), "path", notification.path);
+    if (notification.data != nullptr) {
+        // A reference, which goes with this object; it is only printed, so that the constness holds.
+        cJSON_AddItemReferenceToObject(json.get(), "data", const_cast<cJSON*>(notification.data));
+    }
+    return json_printable(*json, JsonLayout::kOneLine);
 }

@@ -2,8 +2,8 @@
 
 #include "tools/apictl/ApiClient.h"
 #include "tools/apictl/ApiResponse.h"
-#include "tools/apictl/Output.h"
-#include "tools/apictl/exit_status.h"
+#include "tools/common/Output.h"
+#include "tools/common/exit_status.h"
 
 // What a command says at its end, and the exit status that goes with it.
 

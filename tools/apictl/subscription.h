@@ -4,9 +4,9 @@
 #include <string>
 
 #include "tools/apictl/ApiClient.h"
-#include "tools/apictl/Output.h"
 #include "tools/apictl/command_line.h"
-#include "tools/apictl/exit_status.h"
+#include "tools/common/Output.h"
+#include "tools/common/exit_status.h"
 
 // Subscriptions of the connection that asks for them.
 

@@ -35,7 +35,7 @@ _apictl_offer_paths() {
 
 _apictl_offer_options() {
     local cur=$1 verb=$2
-    _apictl_offer "$cur" --socket --raw --help
+    _apictl_offer "$cur" --socket --raw --json --help
     case $verb in
         '') _apictl_offer "$cur" --version ;;
         watch) _apictl_offer "$cur" --recursive --include --count --timeout ;;

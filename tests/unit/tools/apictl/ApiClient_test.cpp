@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "FakeApi.h"
-#include "tools/apictl/json_text.h"
+#include "tools/common/json_text.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 
 #include "FakeApi.h"
 #include "runtime/c_owner.h"
-#include "tools/apictl/Output.h"
 #include "tools/apictl/command_line.h"
+#include "tools/common/Output.h"
 
 // A command against a fake of the daemon, in this process, with its output and its complaints in files.
 class CommandFixture : public testing::Test {
@@ -37,5 +37,5 @@ class CommandFixture : public testing::Test {
     Interruption m_interruption;
     UniqueFd m_out = Create("out");
     UniqueFd m_err = Create("err");
-    Output m_output{m_interruption, m_out.get(), m_err.get()};
+    Output m_output{"apictl", m_interruption, m_out.get(), m_err.get()};
 };

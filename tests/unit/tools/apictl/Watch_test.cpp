@@ -198,7 +198,7 @@ TEST_F(WatchTest, AnInterruptionWhileWatchingIsAGoodEnd) {
 
 TEST_F(WatchTest, AnOutputThatTakesNoMoreIsStatusThree) {
     const UniqueFd full(open("/dev/full", O_WRONLY | O_CLOEXEC));
-    const Output output(m_interruption, full.get(), m_err.get());
+    const Output output("apictl", m_interruption, full.get(), m_err.get());
     PlayChanges(2);
 
     EXPECT_EQ(Watch(m_command, m_interruption, output).run(), ExitStatus::kUnreachable);

@@ -232,3 +232,13 @@ TEST_F(ApictlCommandLine, ShowsWrongArgumentsPrintably) {
 
     EXPECT_THAT(m_complaint, HasSubstr("'\\u001b[2J'"));
 }
+
+TEST_F(ApictlCommandLine, TakesJsonBeforeAndBehindTheVerb) {
+    EXPECT_TRUE(Accept({"--json", "read", "/a"}).is_json);
+    EXPECT_TRUE(Accept({"watch", "/a", "--json"}).is_json);
+    EXPECT_FALSE(Accept({"read", "/a"}).is_json);
+}
+
+TEST_F(ApictlCommandLine, PrintsWholeMessagesOrOneLine) {
+    EXPECT_EQ(Refuse({"--raw", "--json", "read", "/a"}), 2);
+}

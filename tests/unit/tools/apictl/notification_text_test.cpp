@@ -22,7 +22,7 @@ class NotificationText : public testing::Test {
     }
     static std::string Of(const char* message, unsigned milliseconds = 42) {
         const JsonPtr json(cJSON_Parse(message));
-        return notification_text(*json, {1763733785, milliseconds});
+        return notification_text(*json, 1763733785000000U + milliseconds * 1000U, Paint());
     }
 };
 
@@ -58,4 +58,24 @@ TEST_F(NotificationText, IsEmptyWithoutAKindOrAPath) {
     EXPECT_EQ(Of(R"({"method": "Updated", "params": {}})"), "");
     EXPECT_EQ(Of(R"({"method": "Updated", "params": {"path": 1}})"), "");
     EXPECT_EQ(Of(R"({"method": "Updated", "params": ["/a"]})"), "");
+}
+
+TEST_F(NotificationText, ColoursTheKindForATerminal) {
+    const JsonPtr json(cJSON_Parse(R"({"method": "Deleted", "params": {"path": "/a"}})"));
+
+    EXPECT_EQ(notification_text(*json, 1763733785042000, Paint(true)),
+              "2025-11-21T16:03:05.042 \x1b[31mDeleted\x1b[0m /a");
+}
+
+TEST_F(NotificationText, IsAnObjectAsJson) {
+    const JsonPtr json(cJSON_Parse(R"({"method": "Updated", "params": {"path": "/a", "data": {"b": 1}}})"));
+
+    EXPECT_EQ(notification_json(*json, 1763733785042000),
+              R"({"time":"2025-11-21T16:03:05.042","event":"Updated","path":"/a","data":{"b":1}})");
+}
+
+TEST_F(NotificationText, IsNothingAsJsonOfWhatIsNoNotification) {
+    const JsonPtr json(cJSON_Parse(R"({"method": "Updated"})"));
+
+    EXPECT_EQ(notification_json(*json, 0), "");
 }

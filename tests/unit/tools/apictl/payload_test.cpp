@@ -10,7 +10,7 @@
 #include "runtime/c_owner.h"
 #include "tests/support/TempDirectory.h"
 #include "tools/apictl/ApiClient.h"
-#include "tools/apictl/json_text.h"
+#include "tools/common/json_text.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ using testing::HasSubstr;
 // The JSON on one line, or the error with "error: " in front.
 std::string Read(const std::string& argument) {
     const auto payload = payload_read(argument);
-    if (const auto* error = std::get_if<PayloadError>(&payload)) {
+    if (const auto* error = std::get_if<InputError>(&payload)) {
         return "error: " + error->text;
     }
     const cJSON* json = std::get<JsonPtr>(payload).get();

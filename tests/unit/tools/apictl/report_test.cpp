@@ -45,7 +45,7 @@ TEST_F(ReportTest, AnErrorIsPrintedWholeAndComplainedAbout) {
 
 TEST_F(ReportTest, AnErrorStaysOneWhenItCannotBePrinted) {
     const UniqueFd full(open("/dev/full", O_WRONLY | O_CLOEXEC));
-    const Output output(m_interruption, full.get(), m_err.get());
+    const Output output("apictl", m_interruption, full.get(), m_err.get());
 
     EXPECT_EQ(report_response(Response(R"({"error": {"code": 400}})"), ReportForm::kWholeMessage, output),
               ExitStatus::kRefused);
@@ -53,7 +53,7 @@ TEST_F(ReportTest, AnErrorStaysOneWhenItCannotBePrinted) {
 
 TEST_F(ReportTest, ASuccessThatCannotBePrintedIsStatusThree) {
     const UniqueFd full(open("/dev/full", O_WRONLY | O_CLOEXEC));
-    const Output output(m_interruption, full.get(), m_err.get());
+    const Output output("apictl", m_interruption, full.get(), m_err.get());
 
     EXPECT_EQ(report_response(Response(R"({"result": {"code": 200, "data": 1}})"), ReportForm::kData, output),
               ExitStatus::kUnreachable);

@@ -1,17 +1,16 @@
-#include "tools/apictl/Output.h"
+#include "tools/common/Output.h"
 
 #include <poll.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "tools/apictl/json_text.h"
-
-Output::Output(const Interruption& interruption, int output, int error_output)
-    : m_interruption(interruption), m_output(output), m_error_output(error_output) {}
+Output::Output(const char* program, const Interruption& interruption, int output, int error_output)
+    : m_program(program), m_interruption(interruption), m_output(output), m_error_output(error_output) {}
 
 // False with errno set; EPIPE for an interruption too.
 bool Output::write(std::string_view text) const {
@@ -44,11 +43,19 @@ Output::Result Output::writeLine(std::string_view line) const {
 
 Output::Result Output::writeJson(const cJSON& json) const {
     const bool is_terminal = isatty(m_output) == 1;
-    return writeLine(json_printable(json, is_terminal ? JsonLayout::kIndented : JsonLayout::kOneLine));
+    return writeLine(json_printable(json, is_terminal ? m_terminal_layout : JsonLayout::kOneLine));
+}
+
+Paint Output::paint() const {
+    const char* no_colour = getenv("NO_COLOR");
+    const char* terminal = getenv("TERM");
+    const bool is_wanted = (no_colour == nullptr || *no_colour == '\0') &&
+                           (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
+    return Paint(is_wanted && isatty(m_output) == 1);
 }
 
 void Output::complain(std::string_view text) const {
-    const std::string line = "apictl: " + text_printable(text) + '\n';
+    const std::string line = std::string(m_program) + ": " + text_printable(text) + '\n';
     // Nothing is left to be done when that does not get through either.
     [[maybe_unused]] const ssize_t count = ::write(m_error_output, line.data(), line.size());
 }

@@ -1,4 +1,4 @@
-#include "tools/apictl/Output.h"
+#include "tools/common/Output.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -19,10 +20,24 @@ class OutputTest : public testing::Test {
   protected:
     void SetUp() override {
         signal(SIGPIPE, SIG_IGN);
+        unsetenv("NO_COLOR");
         Pipe(m_reader, m_writer);
         Pipe(m_error_reader, m_error_writer);
     }
     void TearDown() override { signal(SIGPIPE, SIG_DFL); }
+
+    void OpenTerminal() {
+        int terminal = -1;
+        int inner = -1;
+        ASSERT_EQ(openpty(&terminal, &inner, nullptr, nullptr, nullptr), 0);
+        m_terminal.reset(terminal);
+        m_inner.reset(inner);
+    }
+    std::string Shown() {
+        char text[64];
+        const ssize_t count = read(m_terminal.get(), text, sizeof text);
+        return {text, count > 0 ? static_cast<size_t>(count) : 0};
+    }
 
     static void Pipe(UniqueFd& reader, UniqueFd& writer) {
         int ends[2];
@@ -30,7 +45,7 @@ class OutputTest : public testing::Test {
         reader.reset(ends[0]);
         writer.reset(ends[1]);
     }
-    Output MakeOutput(int fd) { return Output(m_interruption, fd, m_error_writer.get()); }
+    Output MakeOutput(int fd) { return Output("tool", m_interruption, fd, m_error_writer.get()); }
     Output MakeOutput() { return MakeOutput(m_writer.get()); }
     // Up to the end of what has been written, which closes our writing end.
     static std::string ReadAll(UniqueFd& reader, UniqueFd& writer) {
@@ -50,6 +65,8 @@ class OutputTest : public testing::Test {
     UniqueFd m_writer;
     UniqueFd m_error_reader;
     UniqueFd m_error_writer;
+    UniqueFd m_terminal;
+    UniqueFd m_inner;
     JsonPtr m_json{cJSON_Parse(R"({"a": 1})")};
 };
 
@@ -76,17 +93,42 @@ TEST_F(OutputTest, WritesJsonToAPipeOnOneLine) {
 }
 
 TEST_F(OutputTest, WritesJsonToATerminalIndented) {
-    int terminal = -1;
-    int inner = -1;
-    ASSERT_EQ(openpty(&terminal, &inner, nullptr, nullptr, nullptr), 0);
-    const UniqueFd terminal_owner(terminal);
-    const UniqueFd inner_owner(inner);
+    OpenTerminal();
 
-    EXPECT_EQ(MakeOutput(inner).writeJson(*m_json), Result::kWritten);
+    EXPECT_EQ(MakeOutput(m_inner.get()).writeJson(*m_json), Result::kWritten);
 
-    char text[64];
-    const ssize_t count = read(terminal, text, sizeof text);
-    EXPECT_EQ(std::string(text, count > 0 ? static_cast<size_t>(count) : 0), "{\r\n\t\"a\":\t1\r\n}\r\n");
+    EXPECT_EQ(Shown(), "{\r\n\t\"a\":\t1\r\n}\r\n");
+}
+
+TEST_F(OutputTest, WritesJsonToATerminalOnOneLineWhenAskedTo) {
+    OpenTerminal();
+    Output output = MakeOutput(m_inner.get());
+    output.keepJsonOnOneLine();
+
+    EXPECT_EQ(output.writeJson(*m_json), Result::kWritten);
+
+    EXPECT_EQ(Shown(), "{\"a\":1}\r\n");
+}
+
+TEST_F(OutputTest, PaintsForATerminal) {
+    OpenTerminal();
+    setenv("TERM", "xterm", 1);
+
+    EXPECT_EQ(MakeOutput(m_inner.get()).paint()(Paint::Colour::kBad, "x"), "\x1b[31mx\x1b[0m");
+}
+
+TEST_F(OutputTest, PaintsNothingForAPipe) {
+    EXPECT_EQ(MakeOutput().paint()(Paint::Colour::kBad, "x"), "x");
+}
+
+TEST_F(OutputTest, PaintsNothingWhereNoColoursAreWanted) {
+    OpenTerminal();
+    setenv("TERM", "dumb", 1);
+    EXPECT_EQ(MakeOutput(m_inner.get()).paint()(Paint::Colour::kBad, "x"), "x");
+
+    setenv("TERM", "xterm", 1);
+    setenv("NO_COLOR", "1", 1);
+    EXPECT_EQ(MakeOutput(m_inner.get()).paint()(Paint::Colour::kBad, "x"), "x");
 }
 
 TEST_F(OutputTest, WritesMoreThanAPipeHolds) {
@@ -143,7 +185,7 @@ TEST_F(OutputTest, ComplainsWhenTheDiskIsFull) {
 
     EXPECT_EQ(MakeOutput(full.get()).writeLine("text"), Result::kFailed);
 
-    EXPECT_EQ(Complaints(), "apictl: cannot write: No space left on device\n");
+    EXPECT_EQ(Complaints(), "tool: cannot write: No space left on device\n");
 }
 
 TEST_F(OutputTest, ComplainsWhenThereIsNoOutput) {
@@ -151,12 +193,12 @@ TEST_F(OutputTest, ComplainsWhenThereIsNoOutput) {
 
     EXPECT_EQ(MakeOutput(placeholder.get()).writeLine("text"), Result::kFailed);
 
-    EXPECT_EQ(Complaints(), "apictl: cannot write: Bad file descriptor\n");
+    EXPECT_EQ(Complaints(), "tool: cannot write: Bad file descriptor\n");
 }
 
 TEST_F(OutputTest, AComplaintIsOnePrintableLine) {
     MakeOutput().complain("a\nb\x1b");
 
-    EXPECT_EQ(Complaints(), "apictl: a\\u000ab\\u001b\n");
+    EXPECT_EQ(Complaints(), "tool: a\\u000ab\\u001b\n");
     EXPECT_EQ(Written(), "");
 }

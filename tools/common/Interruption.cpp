@@ -1,4 +1,4 @@
-#include "tools/apictl/Interruption.h"
+#include "tools/common/Interruption.h"
 
 #include <poll.h>
 #include <sys/signalfd.h>

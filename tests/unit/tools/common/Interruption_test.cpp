@@ -1,4 +1,4 @@
-#include "tools/apictl/Interruption.h"
+#include "tools/common/Interruption.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

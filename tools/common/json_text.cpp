@@ -1,4 +1,4 @@
-#include "tools/apictl/json_text.h"
+#include "tools/common/json_text.h"
 
 #include <cstdio>
 #include <new>
@@ -113,4 +113,15 @@ std::string text_printable(std::string_view text) {
         }
     }
     return without_controls(escaped);
+}
+
+bool text_is_utf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = sequence_length(text);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
 }

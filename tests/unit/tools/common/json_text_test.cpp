@@ -1,4 +1,4 @@
-#include "tools/apictl/json_text.h"
+#include "tools/common/json_text.h"
 
 #include <gtest/gtest.h>
 

@@ -19,3 +19,6 @@ enum class JsonLayout { kOneLine, kIndented };
 
 // The same for plain text, which may come from anywhere: line ends and tabs are escaped as well.
 [[nodiscard]] std::string text_printable(std::string_view text);
+
+// No overlong forms, no surrogates.
+[[nodiscard]] bool text_is_utf8(std::string_view text);
