@@ -2,6 +2,7 @@
 
 #include "cbus/cbus_wire.h"
 #include "src/base/owners.h"
+#include "tools/cbusctl/ConfigPayload.h"
 #include "tools/cbusctl/MonitorCopy.h"
 #include "tools/cbusctl/monitor_text.h"
 #include "tools/common/json_text.h"
@@ -16,8 +17,16 @@ std::string with_nul(const std::string& text) {
     return {text.c_str(), text.size() + 1};
 }
 
+// Of a signal of the configuration database, unless its bytes are asked for.
+std::optional<ConfigPayload> config_payload_of(const BusMessage& message, DataForm form) {
+    return form == DataForm::kAuto
+               ? config_payload_parse(ConfigMessageKind::kSignal, message.name, message.data)
+               : std::nullopt;
+}
+
 std::string signal_text(const BusMessage& message, DataForm form, const Paint& paint) {
-    const std::string data = bus_data_text(message.data, form);
+    const auto payload = config_payload_of(message, form);
+    const std::string data = payload ? config_payload_text(*payload) : bus_data_text(message.data, form);
     return time_text(time_now_us(), TimePrecision::kMilliseconds) + ' ' +
            paint(Paint::Colour::kName, text_printable(message.name)) + (data.empty() ? "" : ' ' + data);
 }
@@ -27,7 +36,11 @@ std::string signal_json(const BusMessage& message, DataForm form) {
     cJSON_AddStringToObject(json.get(), "time",
                             time_text(time_now_us(), TimePrecision::kMilliseconds).c_str());
     cJSON_AddStringToObject(json.get(), "name", message.name.c_str());
-    bus_data_add_to(json.get(), message.data, form);
+    if (const auto payload = config_payload_of(message, form)) {
+        cJSON_AddItemToObject(json.get(), "config", config_payload_json(*payload).release());
+    } else {
+        bus_data_add_to(json.get(), message.data, form);
+    }
     return json_printable(*json, JsonLayout::kOneLine);
 }
 

@@ -116,6 +116,17 @@ TEST_F(Cbusctl, PrintsSignalsAsJsonAndHexText) {
         MatchesRegex("[{]\"time\":\"[0-9T:.-]+\",\"name\":\"a[.]b\",\"size\":2,\"hex\":\"7800\"[}]\n"));
 }
 
+TEST_F(Cbusctl, DecodesTheSignalsOfTheDatabase) {
+    const auto program = StartTool({"listen", "config.change.ram", "--count", "1"});
+    int number = 0;
+    ASSERT_TRUE(Await(
+        [&] { return Write("ram.a", std::to_string(++number).c_str()) == 0 && !program->output().empty(); }));
+
+    EXPECT_EQ(Run(*program), 0);
+
+    EXPECT_THAT(m_printed, MatchesRegex("[0-9T:.-]+ config[.]change[.]ram ram[.]a = [0-9]+\n"));
+}
+
 TEST_F(Cbusctl, ATimeoutWithoutASignalIsStatusOne) {
     EXPECT_EQ(Run({"listen", "a", "--timeout", "1"}), 1);
 
