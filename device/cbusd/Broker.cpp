@@ -135,14 +135,20 @@ void Broker::on_message(ClientConnection& client, const BusMessage& message) {
 }
 
 void Broker::handle_signal(ClientConnection& client, const BusMessage& message) {
-    if (message.name == "cbus.filter") {
-        handle_filter(client, text_of(message));
-    } else if (message.name == "cbus.provide") {
-        handle_provide(client, text_of(message));
-    } else if (message.name == "cbus.monitor") {
-        handle_monitor(client);
-    } else {
+    const bool is_filter = message.name == "cbus.filter";
+    const bool is_provide = message.name == "cbus.provide";
+    const bool is_monitor = message.name == "cbus.monitor";
+    if (!is_filter && !is_provide && !is_monitor) {
         forward_signal(client, message);
+        return;
+    }
+    m_monitors.copy(client.id(), kBrokerId, message.header, message.body);
+    if (is_filter) {
+        handle_filter(client, text_of(message));
+    } else if (is_provide) {
+        handle_provide(client, text_of(message));
+    } else {
+        handle_monitor(client);
     }
 }
 
@@ -174,10 +180,15 @@ void Broker::handle_monitor(ClientConnection& client) {
 }
 
 void Broker::forward_signal(const ClientConnection& client, const BusMessage& message) {
+    bool is_received = false;
     for (const ClientId receiver : m_filters.holders_of_beginning(message.name)) {
         if (receiver != client.id()) {
+            is_received = true;
             deliver({client.id(), receiver, Kind::kOther}, message.header, message.body);
         }
+    }
+    if (!is_received) {
+        m_monitors.copy(client.id(), kBrokerId, message.header, message.body);
     }
 }
 
