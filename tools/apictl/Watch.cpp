@@ -24,7 +24,11 @@ ExitStatus Watch::run() {
     while (outcome == Outcome::kOk && !isDone()) {
         outcome = m_client.receive(deadline);
     }
-    return isDone() ? report_written(m_written) : report_connection(outcome, m_client, m_output);
+    if (isDone()) {
+        return report_written(m_written);
+    }
+    const bool saw_nothing = outcome == Outcome::kTimeLimit && m_printed == 0;
+    return saw_nothing ? ExitStatus::kRefused : report_connection(outcome, m_client, m_output);
 }
 
 bool Watch::isDone() const {

@@ -6,7 +6,7 @@
 #include "tools/common/exit_status.h"
 
 // Watch: prints a line for every notification of the paths that a command names, until the interruption, the command's
-// count or its timeout, all of which are good ends.
+// count or its timeout. All of them are good ends, but for a timeout before the first line.
 // Borrows: all that is passed in; it outlives this object.
 class Watch {
   public:

@@ -125,6 +125,15 @@ TEST_F(WatchTest, EndsAtItsTimeout) {
     EXPECT_THAT(Printed(), EndsWith("{\"c\":1}\n"));
 }
 
+TEST_F(WatchTest, EndsWithStatusOneWhenItSawNothingUntilItsTimeout) {
+    m_command.timeout = std::chrono::seconds(1);
+    PlayChanges(0);
+
+    EXPECT_EQ(Run(), ExitStatus::kRefused);
+
+    EXPECT_EQ(Printed(), "");
+}
+
 TEST_F(WatchTest, ARefusedPathEndsItWithItsNameAndStatusOne) {
     m_command.paths = {"/example/test", "/example/none"};
     m_api.Play([](ApiPeer& daemon) {

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sys/wait.h>
 
 #include <csignal>
 
@@ -86,11 +87,11 @@ TEST_F(ApictlWatch, EndsAfterItsCount) {
     EXPECT_THAT(program.output(), EndsWith(" Deleted /example/test\n"));
 }
 
-TEST_F(ApictlWatch, EndsAfterItsTimeout) {
+TEST_F(ApictlWatch, EndsAfterATimeoutWithoutALineWithStatusOne) {
     Program program = Start({"watch", "/example/test", "--timeout", "1"});
     const ApiPeer daemon = Subscribed();
 
-    EXPECT_TRUE(Ended(program));
+    EXPECT_EQ(WEXITSTATUS(program.awaitEnd().value_or(0)), 1);
     EXPECT_EQ(program.output(), "");
     EXPECT_EQ(Complaints(), "");
 }
