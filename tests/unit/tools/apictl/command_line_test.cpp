@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 
+#include "tests/support/CommandLineFixture.h"
+
 namespace {
 
 using testing::ElementsAre;
@@ -13,36 +15,10 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using Verb = CommandLine::Verb;
 
-class ApictlCommandLine : public testing::Test {
+class ApictlCommandLine : public CommandLineFixture<CommandLine> {
   protected:
-    void SetUp() override {
-        unsetenv("ORVALE_API");
-        unsetenv("MRV_JSON_RPC_TEST");
-    }
-    void TearDown() override { SetUp(); }
-
-    std::variant<CommandLine, int> Parse(std::vector<const char*> arguments) {
-        arguments.insert(arguments.begin(), "apictl");
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        auto result = command_line_parse(static_cast<int>(arguments.size()), arguments.data());
-        m_printed = testing::internal::GetCapturedStdout();
-        m_complaint = testing::internal::GetCapturedStderr();
-        return result;
-    }
-    CommandLine Accept(std::vector<const char*> arguments) {
-        const auto result = Parse(std::move(arguments));
-        EXPECT_TRUE(std::holds_alternative<CommandLine>(result)) << m_complaint;
-        return std::holds_alternative<CommandLine>(result) ? std::get<CommandLine>(result) : CommandLine{};
-    }
-    // The status to end with, -1 when there is none.
-    int Refuse(std::vector<const char*> arguments) {
-        const auto result = Parse(std::move(arguments));
-        return std::holds_alternative<int>(result) ? std::get<int>(result) : -1;
-    }
-
-    std::string m_printed;
-    std::string m_complaint;
+    ApictlCommandLine()
+        : CommandLineFixture("apictl", command_line_parse, {"ORVALE_API", "MRV_JSON_RPC_TEST"}) {}
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "config_client/config_client_api.h"
+#include "tests/support/CommandLineFixture.h"
 
 namespace {
 
@@ -12,33 +13,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using Verb = CommandLine::Verb;
 
-class ConfigctlCommandLine : public testing::Test {
+class ConfigctlCommandLine : public CommandLineFixture<CommandLine> {
   protected:
-    void SetUp() override { unsetenv("CBUS_ADDR"); }
-    void TearDown() override { SetUp(); }
-
-    std::variant<CommandLine, int> Parse(std::vector<const char*> arguments) {
-        arguments.insert(arguments.begin(), "configctl");
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        auto result = command_line_parse(static_cast<int>(arguments.size()), arguments.data());
-        m_printed = testing::internal::GetCapturedStdout();
-        m_complaint = testing::internal::GetCapturedStderr();
-        return result;
-    }
-    CommandLine Accept(std::vector<const char*> arguments) {
-        const auto result = Parse(std::move(arguments));
-        EXPECT_TRUE(std::holds_alternative<CommandLine>(result)) << m_complaint;
-        return std::holds_alternative<CommandLine>(result) ? std::get<CommandLine>(result) : CommandLine{};
-    }
-    // The status to end with, -1 when there is none.
-    int Refuse(std::vector<const char*> arguments) {
-        const auto result = Parse(std::move(arguments));
-        return std::holds_alternative<int>(result) ? std::get<int>(result) : -1;
-    }
-
-    std::string m_printed;
-    std::string m_complaint;
+    ConfigctlCommandLine() : CommandLineFixture("configctl", command_line_parse, {"CBUS_ADDR"}) {}
 };
 
 }  // namespace
