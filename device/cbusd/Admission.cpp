@@ -29,12 +29,22 @@ const char* Admission::reason_to_refuse(const PeerIdentity& peer) const {
     if (m_inside >= m_limits.clients) {
         return "too many clients";
     }
+    if (m_access.is_own(peer.uid)) {
+        return nullptr;
+    }
     const auto of_user = m_inside_of_user.find(peer.uid);
-    if (!m_access.is_own(peer.uid) && of_user != m_inside_of_user.end() &&
-        of_user->second >= m_limits.clients_of_one_user) {
+    if (of_user != m_inside_of_user.end() && of_user->second >= m_limits.clients_of_one_user) {
         return "too many clients of its user";
     }
-    return nullptr;
+    return inside_of_others() >= m_limits.clients_of_others ? "too many clients of other users" : nullptr;
+}
+
+size_t Admission::inside_of_others() const {
+    size_t inside = 0;
+    for (const auto& [uid, of_user] : m_inside_of_user) {
+        inside += m_access.is_own(uid) ? 0 : of_user;
+    }
+    return inside;
 }
 
 // Whoever is refused tries again, perhaps at once.

@@ -8,14 +8,15 @@
 #include "device/cbusd/AccessList.h"
 #include "device/cbusd/PeerIdentity.h"
 
-// Admission: lets clients in while there is room: for all of them together and for each user. The broker's own user
-// and root have no share of their own, so that nobody else can keep the unit's programs out.
+// Admission: lets clients in while there is room: for all of them together, for each user, and for all users but the
+// broker's own and root, so that nobody else can keep the unit's programs out.
 // Errors: a refusal is logged here; one line in kQuietMs, which also tells how many there were meanwhile.
 class Admission {
   public:
     struct Limits {
         size_t clients = 256;
-        size_t clients_of_one_user = 128;
+        size_t clients_of_one_user = 128;  // neither the broker's own nor root
+        size_t clients_of_others = 192;    // of all such users together
     };
     static constexpr uint32_t kQuietMs = 1000;
 
@@ -30,6 +31,7 @@ class Admission {
 
   private:
     [[nodiscard]] const char* reason_to_refuse(const PeerIdentity& peer) const;
+    [[nodiscard]] size_t inside_of_others() const;
     void log_refusal(const PeerIdentity& peer, const char* reason);
 
     AccessList m_access;

@@ -230,11 +230,13 @@ void Broker::forward_request(PendingRequest request, const BusMessage& message) 
 // A reply that nobody waits for any more came too late, or is an invention; either way it is dropped.
 void Broker::handle_reply(const ClientConnection& client, const BusMessage& message) {
     const auto request = m_pending.take(client.id(), message.header);
-    if (request) {
-        cbus_header_t header = message.header;
-        header.reserved = request->header.reserved;
-        deliver({client.id(), request->origin, Kind::kReply}, header, message.body);
+    if (!request) {
+        m_monitors.copy(client.id(), kBrokerId, message.header, message.body);
+        return;
     }
+    cbus_header_t header = message.header;
+    header.reserved = request->header.reserved;
+    deliver({client.id(), request->origin, Kind::kReply}, header, message.body);
 }
 
 void Broker::reply(const PendingRequest& request, std::string_view data) {

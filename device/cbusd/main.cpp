@@ -40,7 +40,7 @@ struct Options {
 
 void add_options(CLI::App& app, Options& options) {
     const char* address = getenv("CBUS_ADDR");
-    options.address = address != nullptr ? address : "unix*cbus";
+    options.address = address != nullptr && *address != '\0' ? address : "unix*cbus";
     app.add_option("-a", options.address,
                    "listen here: unix*NAME or tcp*HOST*PORT (CBUS_ADDR, else unix*cbus)");
     app.add_option("--allow-user", options.users,

@@ -187,7 +187,7 @@ bool ConfigService::sync() {
 bool ConfigService::validate(std::string_view step, std::string_view data, uint32_t now_ms) {
     if (step == "register") {
         const std::string name(data.substr(0, data.find('\0')));
-        return !name.empty() && config_text_is_key(name) && m_guarded.register_validator(name);
+        return !name.empty() && config_text_is_key(name) && m_guarded.register_validator(name, now_ms);
     }
     const auto verdict = vbuf_decode(data);
     if (step != "rsp" || !verdict) {
@@ -203,7 +203,8 @@ void ConfigService::submit(PendingWrite write, uint32_t now_ms) {
     }
     if (!all_accepted(write.elements) || !m_guarded.guards(write.elements)) {
         after_verdict(std::move(write), now_ms);
-    } else if (payload_bytes(write.elements) > ConfigOutlet::kMaxDataBytes) {
+    } else if (payload_bytes(write.elements) > ConfigOutlet::kMaxDataBytes ||
+               write.elements.size() > GuardedWrites::kMaxElements) {
         write.elements.front().status = CONFIG_REFUSED;  // its validator could not be asked
         after_verdict(std::move(write), now_ms);
     } else {

@@ -77,9 +77,12 @@ ConfigStore::Opening ConfigStore::try_open(const std::string& path, Medium mediu
     if (result != SQLITE_OK || !store->set_up(medium)) {
         return {nullptr, is_damage(sqlite3_errcode(opened)), sqlite3_errmsg(opened)};
     }
-    std::string damage = store->find_damage();
-    if (!damage.empty()) {
-        return {nullptr, true, std::move(damage)};
+    std::string finding = store->check();
+    if (!finding.empty()) {
+        // What could not be read this time may be whole.
+        const int code = sqlite3_errcode(opened);
+        return {nullptr, code == SQLITE_OK || code == SQLITE_DONE || code == SQLITE_ROW || is_damage(code),
+                std::move(finding)};
     }
     sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     return {std::move(store), false, {}};
@@ -96,7 +99,7 @@ bool ConfigStore::set_up(Medium medium) {
 }
 
 // Loading would not see all of it: a broken list of free pages, for one, would refuse every later write.
-std::string ConfigStore::find_damage() {
+std::string ConfigStore::check() {
     const Statement check = prepare("PRAGMA quick_check(1)");
     if (check == nullptr || sqlite3_step(check.get()) != SQLITE_ROW) {
         return sqlite3_errmsg(m_connection.get());

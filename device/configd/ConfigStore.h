@@ -50,7 +50,7 @@ class ConfigStore {
     explicit ConfigStore(Connection connection) : m_connection(std::move(connection)) {}
     [[nodiscard]] static Opening try_open(const std::string& path, Medium medium);
     [[nodiscard]] bool set_up(Medium medium);
-    [[nodiscard]] std::string find_damage();
+    [[nodiscard]] std::string check();
     [[nodiscard]] Statement prepare(const char* sql);
     [[nodiscard]] bool execute(const char* sql);
     [[nodiscard]] bool put(const std::string& key, const ConfigValue& value);

@@ -19,11 +19,17 @@ size_t bytes_of(const PendingWrite& write) {
 
 }  // namespace
 
-bool GuardedWrites::register_validator(const std::string& name) {
+// A validator that has started anew knows nothing of what its predecessor was asked.
+bool GuardedWrites::register_validator(const std::string& name, uint32_t now_ms) {
     if (m_validators.size() == kMaxValidators && !m_validators.contains(name)) {
         return false;
     }
     m_validators.insert(name);
+    for (Examination& examination : m_waiting) {
+        if (examination.is_asking && examination.to_ask.back() == name) {
+            ask_next(examination, now_ms);
+        }
+    }
     return true;
 }
 
@@ -50,8 +56,8 @@ void GuardedWrites::add(PendingWrite write, uint32_t now_ms) {
     go_on(now_ms);
 }
 
-// The keys alone tell which question is meant: two that are open at the same time have no validator in common, thus no
-// key that both are about.
+// Keys and values tell which question is meant: two that are open at the same time have no validator in common, thus no
+// key that both are about, and a late verdict on a write that has been refused meanwhile is about another value.
 void GuardedWrites::handle_verdict(const std::vector<ConfigElement>& verdict, uint32_t now_ms) {
     const auto asked =
         std::ranges::find_if(m_waiting, [&](Examination& e) { return is_verdict_on(e, verdict); });
@@ -71,9 +77,10 @@ bool GuardedWrites::is_verdict_on(Examination& examination, const std::vector<Co
         return false;
     }
     const Guarded guarded = elements_guarded_by(examination.to_ask.back(), examination);
-    return std::equal(
-        guarded.begin(), guarded.end(), verdict.begin(), verdict.end(),
-        [](const ConfigElement* asked, const ConfigElement& answered) { return asked->key == answered.key; });
+    return std::equal(guarded.begin(), guarded.end(), verdict.begin(), verdict.end(),
+                      [](const ConfigElement* asked, const ConfigElement& answered) {
+                          return asked->key == answered.key && asked->value == answered.value;
+                      });
 }
 
 void GuardedWrites::expire(uint32_t now_ms) {

@@ -16,8 +16,9 @@
 // Owns:      the waiting writes.
 // Borrows:   the owner; it outlives this object.
 // Callbacks: from add(), handle_verdict() and expire(); they do not come back into this object.
-// Errors:    beyond kMaxWaiting and kMaxWaitingBytes (keys and values) a write is refused. A validator that does not answer in kTimeoutMs is dropped with a
-//            log line, and the write refused; it guards again when it registers again.
+// Errors:    beyond kMaxWaiting and kMaxWaitingBytes (keys and values) a write is refused. A validator that does not
+//            answer in kTimeoutMs is dropped with a log line, and the write refused; it guards again when it registers
+//            again.
 // Units:     times in milliseconds of px_time_ms().
 class GuardedWrites {
   public:
@@ -31,6 +32,8 @@ class GuardedWrites {
         ~Owner() = default;
     };
 
+    // What the client library takes into one question.
+    static constexpr size_t kMaxElements = 1600;
     static constexpr size_t kMaxWaiting = 1000;
     static constexpr size_t kMaxWaitingBytes = size_t{64} << 20;
     static constexpr size_t kMaxValidators = 256;
@@ -38,8 +41,8 @@ class GuardedWrites {
 
     explicit GuardedWrites(Owner& owner) : m_owner(owner) {}
 
-    // False when there are too many.
-    [[nodiscard]] bool register_validator(const std::string& name);
+    // False when there are too many. One that is being asked is asked again.
+    [[nodiscard]] bool register_validator(const std::string& name, uint32_t now_ms);
     [[nodiscard]] bool guards(const std::vector<ConfigElement>& elements) const;
     void add(PendingWrite write, uint32_t now_ms);
     // Elements that are not those of a question that is open, in their order, come too late and are passed over.
@@ -53,7 +56,8 @@ class GuardedWrites {
         PendingWrite write;
         size_t bytes;
         // The last is the next one, or is being asked. Longer names come later, so that of two validators of one key
-        // that with the shorter name is the last to be asked: until then its name keeps other writes of that key waiting.
+        // that with the shorter name is the last to be asked: until then its name keeps other writes of that key
+        // waiting.
         std::vector<std::string> to_ask;
         bool is_asking = false;
         uint32_t asked_ms = 0;

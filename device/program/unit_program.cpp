@@ -55,7 +55,11 @@ void unit_program_prepare(const char* name, const std::string& address) {
     set_logger(log_console, name);
     signal(SIGPIPE, SIG_IGN);
     // The bus client takes its address from the environment.
-    setenv("CBUS_ADDR", address.empty() ? "unix*cbus" : address.c_str(), address.empty() ? 0 : 1);
+    const char* const given = getenv("CBUS_ADDR");
+    const bool is_given = given != nullptr && *given != '\0';
+    if (!address.empty() || !is_given) {
+        setenv("CBUS_ADDR", address.empty() ? "unix*cbus" : address.c_str(), 1);
+    }
 }
 
 int unit_program_run(const char* name, const MakeUnitService& make_service) {

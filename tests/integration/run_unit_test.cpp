@@ -122,6 +122,28 @@ TEST_F(RunUnit, StartsADaemonAgainThatWasKilled) {
     EXPECT_TRUE(Await([this] { return Answers(); })) << m_script->output();
 }
 
+TEST_F(RunUnit, ADatabaseThatWasKilledComesBackWithItsVolatileValues) {
+    Run({"--still"});
+    HttpClient client(m_port);
+    ASSERT_EQ(client
+                  .request("PUT", "/example/test", R"({"data": {"a": "kept"}})",
+                           {"Accept: application/json", "Content-Type: application/json"})
+                  .status,
+              200);
+    const pid_t database = Child("configd");
+
+    kill(database, SIGKILL);
+
+    ASSERT_TRUE(Await([&] { return Child("configd") != 0 && Child("configd") != database; }));
+    // The daemon that starts anew asks the database that did.
+    kill(Child("web_app"), SIGKILL);
+    EXPECT_TRUE(Await([this] {
+        return HttpClient(m_port)
+                   .request("GET", "/example/test", "", {"Accept: application/json"})
+                   .body.find("kept") != std::string::npos;
+    })) << m_script->output();
+}
+
 // The daemon's connection to the bus is for life: it ends with it, and is started again as well.
 TEST_F(RunUnit, ServesAgainAfterItsBusWasKilled) {
     Run({"--still"});

@@ -31,10 +31,15 @@ void for_each(const cJSON* object, const char* name, Use use) {
     }
 }
 
+std::int64_t uid_of(const cJSON* client) {
+    const cJSON* uid = cJSON_GetObjectNumber(client, "uid");
+    return uid != nullptr && uid->valuedouble >= 0 ? static_cast<std::int64_t>(number_of(uid)) : -1;
+}
+
 BusStatus::Client client_of(const cJSON* json) {
     BusStatus::Client client{number_of(json, "id"),
                              number_of(json, "pid"),
-                             number_of(json, "uid"),
+                             uid_of(json),
                              text_of(json, "program"),
                              {},
                              number_of(json, "queued_bytes"),

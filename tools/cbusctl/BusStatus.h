@@ -12,7 +12,7 @@ struct BusStatus {
     struct Client {
         std::uint64_t id = 0;
         std::uint64_t pid = 0;
-        std::uint64_t uid = 0;
+        std::int64_t uid = -1;  // -1 when it is not known, as over tcp
         std::string program;
         std::vector<std::string> filters;
         std::uint64_t queued_bytes = 0;

@@ -9,10 +9,9 @@ namespace {
 // Columns of numbers to the right, the text last.
 std::string client_line(const BusStatus::Client& client, const Paint& paint) {
     char numbers[160];
-    std::snprintf(numbers, sizeof numbers, "%4llu %7llu %5llu %10llu %10llu %10llu  ",
+    std::snprintf(numbers, sizeof numbers, "%4llu %7llu %5lld %10llu %10llu %10llu  ",
                   static_cast<unsigned long long>(client.id), static_cast<unsigned long long>(client.pid),
-                  static_cast<unsigned long long>(client.uid),
-                  static_cast<unsigned long long>(client.messages_in),
+                  static_cast<long long>(client.uid), static_cast<unsigned long long>(client.messages_in),
                   static_cast<unsigned long long>(client.messages_out),
                   static_cast<unsigned long long>(client.queued_bytes));
     return numbers + paint(Paint::Colour::kName, text_printable(client.program));

@@ -20,7 +20,7 @@ class BusAdmission : public testing::Test {
     }
 
     CapturedLog m_log;
-    Admission m_admission{Everybody(), {5, 2}};
+    Admission m_admission{Everybody(), {5, 2, 3}};
 };
 
 constexpr uid_t kOne = 4'000'000'001;
@@ -50,6 +50,19 @@ class AsNobody {
 };
 
 }  // namespace
+
+TEST_F(BusAdmission, OtherUsersTogetherLeaveRoomForTheUnitsOwnPrograms) {
+    EXPECT_TRUE(m_admission.enter(Peer(kOne)));
+    EXPECT_TRUE(m_admission.enter(Peer(kOne)));
+    EXPECT_TRUE(m_admission.enter(Peer(kOther)));
+
+    EXPECT_FALSE(m_admission.enter(Peer(kOther)));
+
+    EXPECT_TRUE(m_admission.enter(Peer(kOwn)));
+    EXPECT_TRUE(m_admission.enter(Peer(0)));
+    m_admission.leave(Peer(kOne));
+    EXPECT_TRUE(m_admission.enter(Peer(kOther)));
+}
 
 TEST_F(BusAdmission, IsRefusedToOneOfAnotherUserWithALogLine) {
     EXPECT_FALSE(m_admission.enter(Peer(501)));

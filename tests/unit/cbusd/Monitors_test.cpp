@@ -113,6 +113,13 @@ TEST_F(BusMonitor, GetsWhatClientsTellTheBroker) {
     ExpectCopy(3, kBrokerId, filter);
 }
 
+TEST_F(BusMonitor, GetsAReplyThatNobodyWaitsForAsOneToTheBroker) {
+    const WireMessage late{3, 1, 2, 77, "config.read", "value"};
+    m_provider.Send(late);
+
+    ExpectCopy(2, kBrokerId, late);
+}
+
 TEST_F(BusMonitor, GetsARequestAndItsReplyAsTheyAreDelivered) {
     m_client.Send(WireMessage{2, 1, 2, 3, "config.read", "key"});
     const WireMessage request = Receive(m_provider);

@@ -26,7 +26,7 @@ constexpr uint32_t kNow = 0xffffff00;
 
 class Guarded : public testing::Test, private GuardedWrites::Owner {
   protected:
-    void Register(const std::string& name) { ASSERT_TRUE(m_guarded.register_validator(name)); }
+    void Register(const std::string& name) { ASSERT_TRUE(m_guarded.register_validator(name, 0)); }
     void Add(const std::vector<std::string>& keys, uint32_t now_ms = kNow) {
         PendingWrite write;
         for (const std::string& key : keys) {
@@ -39,10 +39,10 @@ class Guarded : public testing::Test, private GuardedWrites::Owner {
         write.elements.push_back({key, Binary(std::string(bytes, 'x')), 0});
         m_guarded.add(std::move(write), kNow);
     }
-    void Verdict(const std::vector<std::string>& keys, int32_t status) {
+    void Verdict(const std::vector<std::string>& keys, int32_t status, int32_t value = 1) {
         Elements elements;
         for (const std::string& key : keys) {
-            elements.push_back({key, Number(1), status});
+            elements.push_back({key, Number(value), status});
         }
         m_guarded.handle_verdict(elements, kNow);
     }
@@ -175,6 +175,31 @@ TEST_F(Guarded, AVerdictOnOtherKeysIsPassedOver) {
     EXPECT_TRUE(m_finished.empty());
 }
 
+// It belongs to a write of that key that has been refused meanwhile.
+TEST_F(Guarded, AVerdictOnAnotherValueIsPassedOver) {
+    Register("cfg.net");
+    Add({"cfg.net.ip"});
+
+    Verdict({"cfg.net.ip"}, 0, 2);
+    EXPECT_TRUE(m_finished.empty());
+
+    Verdict({"cfg.net.ip"}, 0);
+    EXPECT_EQ(m_finished.size(), 1U);
+}
+
+TEST_F(Guarded, AValidatorThatRegistersWhileItIsAskedIsAskedAgain) {
+    Register("cfg.net");
+    Add({"cfg.net.ip"});
+
+    ASSERT_TRUE(m_guarded.register_validator("cfg.net", kNow + 4000));
+    m_guarded.expire(kNow + 6000);
+
+    EXPECT_EQ(m_questions.size(), 2U);
+    EXPECT_TRUE(m_finished.empty());
+    Verdict({"cfg.net.ip"}, 0);
+    EXPECT_EQ(m_finished.size(), 1U);
+}
+
 TEST_F(Guarded, AVerdictThatNobodyWaitsForIsPassedOver) {
     Verdict({"cfg.net.ip"}, 0);
 
@@ -255,7 +280,8 @@ TEST_F(Guarded, RefusesWritesBeyondItsLimitOfBytesUntilOthersAreDone) {
     AddLarge("cfg.net.second", GuardedWrites::kMaxWaitingBytes / 2);
     ASSERT_EQ(m_finished.size(), 1U);
     EXPECT_EQ(m_finished[0][0].status, -1);
-    Verdict({"cfg.net.first"}, 0);
+    m_guarded.handle_verdict(
+        {{"cfg.net.first", Binary(std::string(GuardedWrites::kMaxWaitingBytes / 2, 'x')), 0}}, kNow);
 
     AddLarge("cfg.net.third", GuardedWrites::kMaxWaitingBytes / 2);
 
@@ -267,6 +293,6 @@ TEST_F(Guarded, RefusesValidatorsBeyondItsLimit) {
         Register("cfg." + std::to_string(i));
     }
 
-    EXPECT_FALSE(m_guarded.register_validator("cfg.one_more"));
-    EXPECT_TRUE(m_guarded.register_validator("cfg.0"));
+    EXPECT_FALSE(m_guarded.register_validator("cfg.one_more", 0));
+    EXPECT_TRUE(m_guarded.register_validator("cfg.0", 0));
 }

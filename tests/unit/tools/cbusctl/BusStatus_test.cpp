@@ -18,7 +18,7 @@ TEST(BusStatus, IsReadWithItsNul) {
     EXPECT_EQ(status->uptime_s, 12U);
     ASSERT_EQ(status->clients.size(), 2U);
     EXPECT_EQ(status->clients[0].pid, 70U);
-    EXPECT_EQ(status->clients[1].uid, 1000U);
+    EXPECT_EQ(status->clients[1].uid, 1000);
     EXPECT_THAT(status->clients[0].filters, ElementsAre("config.write"));
     EXPECT_EQ(status->clients[0].queued_bytes, 3U);
     ASSERT_EQ(status->names.size(), 1U);
