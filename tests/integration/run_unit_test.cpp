@@ -61,6 +61,11 @@ class RunUnit : public testing::Test {
         ASSERT_TRUE(m_script->awaitOutput("The unit runs")) << m_script->output();
     }
     [[nodiscard]] pid_t Child(const std::string& name) const { return ChildOf(m_script->pid(), name); }
+    // Whether one runs that is not the process that it was.
+    [[nodiscard]] bool IsAnother(const std::string& name, pid_t before) const {
+        const pid_t now = Child(name);
+        return now != 0 && now != before;
+    }
     [[nodiscard]] bool Answers() const {
         return HttpClient(m_port).request("GET", "/system/info", "", {"Accept: application/json"}).status ==
                200;
@@ -134,7 +139,7 @@ TEST_F(RunUnit, ADatabaseThatWasKilledComesBackWithItsVolatileValues) {
 
     kill(database, SIGKILL);
 
-    ASSERT_TRUE(Await([&] { return Child("configd") != 0 && Child("configd") != database; }));
+    ASSERT_TRUE(Await([&] { return IsAnother("configd", database); }));
     // The daemon that starts anew asks the database that did.
     kill(Child("web_app"), SIGKILL);
     EXPECT_TRUE(Await([this] {
@@ -151,8 +156,7 @@ TEST_F(RunUnit, ServesAgainAfterItsBusWasKilled) {
 
     kill(Child("cbusd"), SIGKILL);
 
-    ASSERT_TRUE(Await([&] { return Child("web_app") != 0 && Child("web_app") != daemon && Answers(); }))
-        << m_script->output();
+    ASSERT_TRUE(Await([&] { return IsAnother("web_app", daemon) && Answers(); })) << m_script->output();
     EXPECT_TRUE(Await([this] {
         return HttpClient(m_port)
                    .request("GET", "/system/info", "", {"Accept: application/json"})
