@@ -49,11 +49,11 @@ pid_t ChildOf(pid_t parent, const std::string& name) {
 
 class RunUnit : public testing::Test {
   protected:
+    static std::string Bin() { return std::filesystem::path(WEB_APP_PROGRAM).parent_path(); }
     std::unique_ptr<Program> Start(std::vector<std::string> arguments, int port) {
         arguments.insert(arguments.end(), {"--port", std::to_string(port), "--bus", m_bus});
-        const std::string bin = std::filesystem::path(WEB_APP_PROGRAM).parent_path();
         return std::make_unique<Program>(RUN_UNIT_SCRIPT, arguments,
-                                         std::map<std::string, std::string>{{"ORVALE_BIN", bin}},
+                                         std::map<std::string, std::string>{{"ORVALE_BIN", Bin()}},
                                          m_directory.file("log" + std::to_string(++m_started)));
     }
     void Run(const std::vector<std::string>& arguments) {
@@ -136,6 +136,9 @@ TEST_F(RunUnit, ADatabaseThatWasKilledComesBackWithItsVolatileValues) {
                   .status,
               200);
     const pid_t database = Child("configd");
+    // The resources write by signals, which nobody acknowledges.
+    Program sync(Bin() + "/configctl", {"-a", m_bus, "sync"}, {}, m_directory.file("sync"));
+    ASSERT_EQ(sync.awaitEnd(), 0);
 
     kill(database, SIGKILL);
 
