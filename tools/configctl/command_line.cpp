@@ -1,7 +1,5 @@
 #include "tools/configctl/command_line.h"
 
-#include <map>
-
 #include "config_client/config_client_api.h"
 #include "tools/common/command_line_parts.h"
 
@@ -91,10 +89,14 @@ void add_writing_verbs(CLI::App& app, Arguments& arguments) {
 }
 
 std::optional<std::uint32_t> type_of(const std::string& name) {
-    static const std::map<std::string, std::uint32_t> kTypes = {
+    static constexpr std::pair<const char*, std::uint32_t> kTypes[] = {
         {"int", CONFIG_TYPE_INT}, {"string", CONFIG_TYPE_STRING}, {"binary", CONFIG_TYPE_BINARY}};
-    const auto found = kTypes.find(name);
-    return found != kTypes.end() ? std::optional(found->second) : std::nullopt;
+    for (const auto& [known, type] : kTypes) {
+        if (name == known) {
+            return type;
+        }
+    }
+    return std::nullopt;
 }
 
 CommandLine finish(const Arguments& arguments) {
