@@ -1,6 +1,7 @@
 #include "tools/configctl/command_line.h"
 
 #include <utility>
+
 #include "config_client/config_client_api.h"
 #include "tools/common/command_line_parts.h"
 
