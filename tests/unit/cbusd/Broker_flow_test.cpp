@@ -70,9 +70,11 @@ class BusFlow : public BrokerFixture {
     }
     explicit BusFlow(const BrokerOptions& options = Patient()) : BrokerFixture(options) {}
 
-    // Until the broker takes no more, or all is out.
+    // Until the broker takes no more, all is out, or somebody has been disconnected: messages to nobody have no end.
     void PushUntilStuck(Flood& flood) {
-        for (int idle_turns = 0; idle_turns < 20 && !flood.IsDone(); ++idle_turns) {
+        const size_t clients = m_broker->client_count();
+        for (int idle_turns = 0; idle_turns < 20 && !flood.IsDone() && m_broker->client_count() == clients;
+             ++idle_turns) {
             if (flood.Push()) {
                 idle_turns = 0;
             }
