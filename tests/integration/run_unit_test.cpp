@@ -61,6 +61,11 @@ class RunUnit : public testing::Test {
         ASSERT_TRUE(m_script->awaitOutput("The unit runs")) << m_script->output();
     }
     [[nodiscard]] pid_t Child(const std::string& name) const { return ChildOf(m_script->pid(), name); }
+    void Kill(const std::string& name) const {
+        const pid_t child = Child(name);
+        ASSERT_GT(child, 0) << name << ": " << m_script->output();  // 0 would be this process and its parents
+        kill(child, SIGKILL);
+    }
     // Whether one runs that is not the process that it was.
     [[nodiscard]] bool IsAnother(const std::string& name, pid_t before) const {
         const pid_t now = Child(name);
@@ -121,7 +126,7 @@ TEST_F(RunUnit, EndsAllOfItOnASignal) {
 TEST_F(RunUnit, StartsADaemonAgainThatWasKilled) {
     Run({"--still"});
 
-    kill(Child("web_app"), SIGKILL);
+    Kill("web_app");
 
     EXPECT_TRUE(m_script->awaitOutput("run: web_app ended by itself: starting it again"));
     EXPECT_TRUE(Await([this] { return Answers(); })) << m_script->output();
@@ -140,11 +145,11 @@ TEST_F(RunUnit, ADatabaseThatWasKilledComesBackWithItsVolatileValues) {
     Program sync(Bin() + "/configctl", {"-a", m_bus, "sync"}, {}, m_directory.file("sync"));
     ASSERT_EQ(sync.awaitEnd(), 0);
 
-    kill(database, SIGKILL);
+    Kill("configd");
 
     ASSERT_TRUE(Await([&] { return IsAnother("configd", database); }));
     // The daemon that starts anew asks the database that did.
-    kill(Child("web_app"), SIGKILL);
+    Kill("web_app");
     EXPECT_TRUE(Await([this] {
         return HttpClient(m_port)
                    .request("GET", "/example/test", "", {"Accept: application/json"})
@@ -157,7 +162,7 @@ TEST_F(RunUnit, ServesAgainAfterItsBusWasKilled) {
     Run({"--still"});
     const pid_t daemon = Child("web_app");
 
-    kill(Child("cbusd"), SIGKILL);
+    Kill("cbusd");
 
     ASSERT_TRUE(Await([&] { return IsAnother("web_app", daemon) && Answers(); })) << m_script->output();
     EXPECT_TRUE(Await([this] {
