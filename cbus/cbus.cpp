@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "cbus/bus_address.h"
 #include "cbus/cbus_sock_impl.h"
 #include "cbus/socket_helpers.h"
 #include "runtime/fdloop_libevent.h"
@@ -15,7 +16,6 @@
 namespace {
 
 constexpr const char* kModule = "cbus";
-constexpr const char* kDefaultAddress = "unix*cbus";
 
 bool g_debug = false;
 int g_dispatch_level = 0;
@@ -202,7 +202,7 @@ _cbus_conn_t* cbus_conn_create(_fdloop_t* fdloop, const char* /*name*/) {
     connection->rx = &connection->client->rx;
 
     const char* address = getenv("CBUS_ADDR");
-    connection->socket = socket_create_client(address != nullptr ? address : kDefaultAddress);
+    connection->socket = socket_create_client(address != nullptr ? address : kBusDefaultAddress);
     if (connection->socket < 0) {
         return nullptr;
     }

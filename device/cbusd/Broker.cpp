@@ -6,6 +6,7 @@
 
 #include "runtime/logging.h"
 #include "runtime/px_time.h"
+#include "src/base/printable_text.h"
 
 namespace {
 
@@ -267,7 +268,7 @@ void Broker::answer_expired() {
         const ClientConnection* provider = find(request.provider);
         if (provider != nullptr && !provider->is_held() && m_silent.insert(request.provider).second) {
             logger_function(5, kModule, "client %u has not answered '%s' of client %u in time",
-                            request.provider, printable_text(request.name.c_str()).c_str(), request.origin);
+                            request.provider, text_for_log(request.name.c_str()).c_str(), request.origin);
         }
         reply_empty(request);
     }

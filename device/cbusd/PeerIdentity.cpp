@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "runtime/c_owner.h"
+#include "src/base/printable_text.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ std::string program_of(pid_t pid) {
     if (text.ends_with('\n')) {
         text.remove_suffix(1);
     }
-    return printable_text(text);
+    return text_as_ascii(text);
 }
 
 }  // namespace
@@ -60,11 +61,4 @@ std::string peer_description(const PeerIdentity& peer) {
     return "pid " + std::to_string(peer.pid) + ", user " +
            (user != nullptr ? std::string(user->pw_name) : std::to_string(peer.uid)) + ", program " +
            peer.program;
-}
-
-std::string printable_text(std::string_view bytes) {
-    std::string text(bytes);
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
-    return text;
 }

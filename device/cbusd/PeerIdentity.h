@@ -21,6 +21,3 @@ struct PeerIdentity {
 
 // "pid 12, user www-data, program curl"; the user's number when it has no name. Reads the user database.
 [[nodiscard]] std::string peer_description(const PeerIdentity& peer);
-
-// Foreign bytes for a log line or a JSON text: everything but printable ASCII becomes '?'.
-[[nodiscard]] std::string printable_text(std::string_view bytes);

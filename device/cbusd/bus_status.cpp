@@ -7,6 +7,7 @@
 
 #include "device/cbusd/PeerIdentity.h"
 #include "src/base/owners.h"
+#include "src/base/printable_text.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ void add_texts(cJSON* object, const char* name, const std::vector<std::string_vi
     cJSON* array = cJSON_AddArrayToObject(object, name);
     for (const std::string_view text : texts) {
         const bool has_room = budget.spend(text.size());
-        add_to_array(array, JsonPtr(cJSON_CreateString(has_room ? printable_text(text).c_str() : kMore)));
+        add_to_array(array, JsonPtr(cJSON_CreateString(has_room ? text_as_ascii(text).c_str() : kMore)));
         if (!has_room) {
             return;
         }
@@ -83,7 +84,7 @@ void add_names(cJSON* status, const std::vector<NameTable::Held>& names, TextBud
             add_to_array(array, make_name(kMore, kBrokerId, {}));
             return;
         }
-        add_to_array(array, make_name(printable_text(name.text), name.holders.front(),
+        add_to_array(array, make_name(text_as_ascii(name.text), name.holders.front(),
                                       std::span(name.holders).subspan(1)));
     }
 }

@@ -1,7 +1,6 @@
 #include <event2/event.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -12,10 +11,13 @@
 #include <utility>
 #include <vector>
 
+#include "cbus/bus_address.h"
+#include "command_line/CommandLineParser.h"
 #include "device/cbusd/Acceptor.h"
 #include "device/cbusd/AccessList.h"
 #include "device/cbusd/Broker.h"
 #include "device/program/service_notify.h"
+#include "device/program/unit_program.h"
 #include "runtime/logging.h"
 #include "src/base/owners.h"
 
@@ -38,17 +40,14 @@ struct Options {
     std::vector<std::string> groups;
 };
 
-void add_options(CLI::App& app, Options& options) {
-    const char* address = getenv("CBUS_ADDR");
-    options.address = address != nullptr && *address != '\0' ? address : "unix*cbus";
-    app.add_option("-a", options.address,
-                   "listen here: unix*NAME or tcp*HOST*PORT (CBUS_ADDR, else unix*cbus)");
-    app.add_option("--allow-user", options.users,
-                   "this user may use the bus too, a name or a number; repeatable")
-        ->allow_extra_args(false);
-    app.add_option("--allow-group", options.groups,
-                   "the members of this group may use the bus too, a name or a number; repeatable")
-        ->allow_extra_args(false);
+void add_options(CommandLineParser& parser, Options& options) {
+    parser.add("-a", options.address, "listen here: unix*NAME or tcp*HOST*PORT (CBUS_ADDR, else unix*cbus)");
+    parser.add("--allow-user", options.users, "this user may use the bus too, a name or a number; repeatable")
+        .take_one_each_time();
+    parser
+        .add("--allow-group", options.groups,
+             "the members of this group may use the bus too, a name or a number; repeatable")
+        .take_one_each_time();
 }
 
 // Nothing, with a line on standard error, when a user or group does not exist.
@@ -93,14 +92,15 @@ void run(UniqueFd listener, const Options& options, AccessList access) {
 // Without memory at the start the program ends, as the bugprone check fears.
 int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     Options options;
-    CLI::App app("The message bus: routes signals, requests and replies between its clients.", "cbusd");
-    add_options(app, options);
-    CLI11_PARSE(app, argc, argv);
+    CommandLineParser parser("cbusd",
+                             "The message bus: routes signals, requests and replies between its clients.");
+    add_options(parser, options);
+    if (const std::optional<int> status = parser.parse(argc, argv)) {
+        return *status;
+    }
 
-    // Each log line is written at once, also into a file or a pipe.
-    setvbuf(stdout, nullptr, _IONBF, 0);
-    set_logger(log_console, "cbusd");
-    signal(SIGPIPE, SIG_IGN);
+    options.address = bus_address_choose(options.address);
+    unit_program_prepare("cbusd");
 
     const std::optional<AccessList> access = make_access_list(options);
     if (!access) {

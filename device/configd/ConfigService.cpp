@@ -5,10 +5,10 @@
 
 #include "config_client/config_client_api.h"
 #include "config_client/config_wire.h"
-#include "device/configd/printable.h"
 #include "device/configd/vbuf_codec.h"
 #include "device/configd/wire_bytes.h"
 #include "runtime/logging.h"
+#include "src/base/printable_text.h"
 
 namespace {
 
@@ -63,7 +63,7 @@ void log_refusal(const PendingWrite& write) {
     const auto first = std::ranges::find_if(write.elements, is_refused);
     if (first != write.elements.end()) {
         logger_function(4, kModule, "write of '%s' refused with %d (%zu of %zu elements)",
-                        printable(first->key).c_str(), first->status,
+                        text_for_log(first->key).c_str(), first->status,
                         static_cast<size_t>(std::ranges::count_if(write.elements, is_refused)),
                         write.elements.size());
     }
@@ -117,7 +117,7 @@ void ConfigService::handle_signal(std::string_view name, std::string_view data, 
         is_understood = validate(argument, data, now_ms);
     }
     if (!is_understood) {
-        logger_function(4, kModule, "signal '%s' of %zu bytes had no effect", printable(name).c_str(),
+        logger_function(4, kModule, "signal '%s' of %zu bytes had no effect", text_for_log(name).c_str(),
                         data.size());
     }
 }

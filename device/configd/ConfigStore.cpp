@@ -8,9 +8,9 @@
 
 #include "config_client/config_client_api.h"
 #include "device/configd/damaged_file.h"
-#include "device/configd/printable.h"
 #include "device/configd/startup_error.h"
 #include "runtime/logging.h"
+#include "src/base/printable_text.h"
 
 namespace {
 
@@ -105,7 +105,7 @@ std::string ConfigStore::check() {
         return sqlite3_errmsg(m_connection.get());
     }
     std::string finding = column_bytes(check.get(), 0);
-    return finding == "ok" ? std::string() : printable(finding);
+    return finding == "ok" ? std::string() : text_for_log(finding);
 }
 
 ConfigStore::Statement ConfigStore::prepare(const char* sql) {
@@ -125,7 +125,7 @@ bool ConfigStore::load(KeyTree tree, ConfigValues& values) {
             CONFIG_OK};
         if (config_key_tree(row.key) != tree || config_element_check(row) != CONFIG_OK) {
             logger_function(4, kModule, "the row '%s' of the store is passed over",
-                            printable(row.key).c_str());
+                            text_for_log(row.key).c_str());
         } else if (row.value.type == CONFIG_TYPE_NONE) {
             if (const auto found = values.find(row.key); found != values.end()) {
                 place = values.erase(found);

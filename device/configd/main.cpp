@@ -1,6 +1,5 @@
 #include <sys/stat.h>
 
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <memory>
@@ -8,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "command_line/CommandLineParser.h"
 #include "device/configd/ConfigServer.h"
 #include "device/configd/ConfigStore.h"
 #include "device/configd/FactoryFile.h"
@@ -51,16 +51,18 @@ std::unique_ptr<ConfigDatabase> open_database(const Settings& settings) {
 // Without memory at the start the program ends, as the bugprone check fears.
 int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     Settings settings;
-    CLI::App app("The configuration database of the unit, as a service on the bus.", "configd");
-    app.add_option("-a", settings.address, "address of the bus (CBUS_ADDR, else unix*cbus)");
-    app.add_option("-s", settings.store, "SQLite file of the persistent values")->capture_default_str();
-    app.add_option(
-        "-r", settings.runtime_store,
-        "SQLite file of the other values, in a memory file system (none: they go with the program)");
-    app.add_option("-f", settings.factory, "JSON file of the factory values (none)");
-    CLI11_PARSE(app, argc, argv);
+    CommandLineParser parser("configd", "The configuration database of the unit, as a service on the bus.");
+    unit_program_add_bus(parser, settings.address);
+    parser.add("-s", settings.store, "SQLite file of the persistent values").show_default();
+    parser.add("-r", settings.runtime_store,
+               "SQLite file of the other values, in a memory file system (none: they go with the program)");
+    parser.add("-f", settings.factory, "JSON file of the factory values (none)");
+    if (const std::optional<int> status = parser.parse(argc, argv)) {
+        return *status;
+    }
 
-    unit_program_prepare("configd", settings.address);
+    unit_program_prepare("configd");
+    unit_program_choose_bus(settings.address);
     // A limit on file sizes is a full disk to us, not the end.
     signal(SIGXFSZ, SIG_IGN);
     umask(S_IRWXG | S_IRWXO);  // the store may hold secrets

@@ -1,9 +1,10 @@
 #include <sys/stat.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "command_line/CommandLineParser.h"
 #include "config_client/config_client_api.h"
 #include "device/diagd/DiagService.h"
 #include "device/program/unit_program.h"
@@ -13,16 +14,20 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     std::string address;
     std::string directory = "/tmp";
     unsigned retry_s = 60;
-    CLI::App app("Makes the diagnostic report of the unit when the configuration asks for one.", "diagd");
-    app.footer("The report holds the configuration with every secret in it: handle it accordingly.");
-    app.add_option("-a", address, "address of the bus (CBUS_ADDR, else unix*cbus)");
-    app.add_option("-o", directory, "directory of diag_report.tar.gz")->capture_default_str();
-    app.add_option("--retry", retry_s, "seconds until a report that failed is tried again")
-        ->check(CLI::Range(1U, 86400U))
-        ->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    CommandLineParser parser("diagd",
+                             "Makes the diagnostic report of the unit when the configuration asks for one.");
+    parser.set_footer("The report holds the configuration with every secret in it: handle it accordingly.");
+    unit_program_add_bus(parser, address);
+    parser.add("-o", directory, "directory of diag_report.tar.gz").show_default();
+    parser.add("--retry", retry_s, "seconds until a report that failed is tried again")
+        .check_range(1, 86400)
+        .show_default();
+    if (const std::optional<int> status = parser.parse(argc, argv)) {
+        return *status;
+    }
 
-    unit_program_prepare("diagd", address);
+    unit_program_prepare("diagd");
+    unit_program_choose_bus(address);
     umask(S_IRWXG | S_IRWXO);
     return unit_program_run("diagd", [&](const UnitProgram& program) {
         config_init_cbus(program.connection, nullptr);

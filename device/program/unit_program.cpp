@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "cbus/bus_address.h"
 #include "cbus/cbus.h"
 #include "runtime/fdloop_libevent.h"
 #include "runtime/logging.h"
@@ -49,17 +50,21 @@ BusConnection await_bus(const char* name, _fdloop_t* loop) {
 
 }  // namespace
 
-void unit_program_prepare(const char* name, const std::string& address) {
+void unit_program_add_bus(CommandLineOptions program, std::string& address) {
+    program.add("-a", address,
+                std::string("address of the bus (CBUS_ADDR, else ") + kBusDefaultAddress + ")");
+}
+
+void unit_program_choose_bus(const std::string& address) {
+    // The bus client takes its address from the environment.
+    setenv("CBUS_ADDR", bus_address_choose(address).c_str(), 1);
+}
+
+void unit_program_prepare(const char* name) {
     // Each log line is written at once, also into a file or a pipe.
     setvbuf(stdout, nullptr, _IONBF, 0);
     set_logger(log_console, name);
     signal(SIGPIPE, SIG_IGN);
-    // The bus client takes its address from the environment.
-    const char* const given = getenv("CBUS_ADDR");
-    const bool is_given = given != nullptr && *given != '\0';
-    if (!address.empty() || !is_given) {
-        setenv("CBUS_ADDR", address.empty() ? "unix*cbus" : address.c_str(), 1);
-    }
 }
 
 int unit_program_run(const char* name, const MakeUnitService& make_service) {

@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "command_line/CommandLineParser.h"
+
 struct _cbus_conn_t;
 struct _fdloop_t;
 struct event_base;
@@ -12,9 +14,13 @@ struct event_base;
 // on SIGTERM and SIGINT, and join the bus again when it was started anew.
 // Threads: the main thread only.
 
-// Before anything else the program does. `name` is the program's, for log and error lines, and outlives the process's
-// use of it; an empty `address` leaves CBUS_ADDR as it is, or is the unit's usual one.
-void unit_program_prepare(const char* name, const std::string& address);
+// -a, the address of the bus, and what makes the bus client take it (see bus_address_choose()).
+void unit_program_add_bus(CommandLineOptions program, std::string& address);
+void unit_program_choose_bus(const std::string& address);
+
+// Before anything else that the program does: logging and signals. `name` is the program's, for log and error lines,
+// and outlives the process's use of it.
+void unit_program_prepare(const char* name);
 
 // What a service gets. Base and loop last until the program ends, the connection until there is the next one.
 struct UnitProgram {

@@ -1,11 +1,12 @@
 #include <event2/event.h>
 
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "command_line/CommandLineParser.h"
 #include "config_client/config_client_api.h"
 #include "device/program/unit_program.h"
 #include "device/terminald/Terminal.h"
@@ -40,32 +41,28 @@ struct Service {
     EventPtr release;
 };
 
-// CLI::Range lets "nan" through, which is neither below nor above anything.
-std::string is_speed(const std::string& text) {
-    char* end = nullptr;
-    const double speed = strtod(text.c_str(), &end);
-    const bool is_within = *end == '\0' && speed >= kMinSpeed && speed <= kMaxSpeed;
-    return is_within ? "" : text + " is not a factor from 0.001 to 1000000";
-}
-
 }  // namespace
 
 // Without memory at the start the program ends, as the bugprone check fears.
 int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     std::string address;
     double speed = 1;
-    CLI::App app("The terminal in small: comes up like one and shows its reset button.", "terminald");
-    app.footer("SIGUSR1 presses the reset button, SIGUSR2 releases it.");
-    app.add_option("-a", address, "address of the bus (CBUS_ADDR, else unix*cbus)");
-    app.add_option("--speed", speed, "how many times faster than a real terminal it comes up")
-        ->check(is_speed)
-        ->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    CommandLineParser parser("terminald",
+                             "The terminal in small: comes up like one and shows its reset button.");
+    parser.set_footer("SIGUSR1 presses the reset button, SIGUSR2 releases it.");
+    unit_program_add_bus(parser, address);
+    parser.add("--speed", speed, "how many times faster than a real terminal it comes up")
+        .check_range(kMinSpeed, kMaxSpeed)
+        .show_default();
+    if (const std::optional<int> status = parser.parse(argc, argv)) {
+        return *status;
+    }
 
     // Of no effect, yet no end either, while the terminal is not there.
     signal(SIGUSR1, SIG_IGN);
     signal(SIGUSR2, SIG_IGN);
-    unit_program_prepare("terminald", address);
+    unit_program_prepare("terminald");
+    unit_program_choose_bus(address);
     StartSequence sequence(px_time_ms(), speed);
     ResetButton button;
     return unit_program_run("terminald", [&](const UnitProgram& program) {

@@ -1,6 +1,7 @@
 #include "tools/apictl/ApiResponse.h"
 
 #include "src/base/json_helpers.h"
+#include "src/base/printable_text.h"
 #include "tools/common/json_text.h"
 
 const cJSON* ApiResponse::body() const {

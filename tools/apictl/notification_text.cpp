@@ -2,6 +2,7 @@
 
 #include "src/base/json_helpers.h"
 #include "src/base/owners.h"
+#include "src/base/printable_text.h"
 #include "tools/common/json_text.h"
 #include "tools/common/time_text.h"
 

@@ -5,8 +5,8 @@
 #include "cbus/cbus_wire.h"
 #include "config_client/config_client_api.h"
 #include "config_client/config_wire.h"
+#include "src/base/printable_text.h"
 #include "tools/common/config_value.h"
-#include "tools/common/json_text.h"
 
 namespace {
 

@@ -2,6 +2,7 @@
 
 #include "cbus/cbus_wire.h"
 #include "src/base/owners.h"
+#include "src/base/printable_text.h"
 #include "tools/cbusctl/ConfigPayload.h"
 #include "tools/cbusctl/MonitorCopy.h"
 #include "tools/cbusctl/monitor_text.h"

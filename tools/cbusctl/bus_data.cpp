@@ -1,7 +1,7 @@
 #include "tools/cbusctl/bus_data.h"
 
+#include "src/base/printable_text.h"
 #include "tools/common/hex_text.h"
-#include "tools/common/json_text.h"
 
 namespace {
 

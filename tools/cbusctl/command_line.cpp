@@ -1,7 +1,7 @@
 #include "tools/cbusctl/command_line.h"
 
+#include "cbus/bus_address.h"
 #include "tools/common/command_line_parts.h"
-#include "tools/common/exit_status.h"
 #include "tools/common/hex_text.h"
 
 namespace {
@@ -12,110 +12,83 @@ constexpr std::size_t kMaxNameBytes = 65'534;
 // The broker ends the connection of who sends a longer filter.
 constexpr std::size_t kMaxFilterBytes = 511;
 
-// What the command line is read into; the rest of it is a CommandLine already.
-struct Arguments {
-    CommandLine command;
-    std::string data;
-    std::optional<int> timeout_s;
-};
-
-CLI::Validator length_check(std::size_t least, std::size_t most, const std::string& what) {
-    return {[least, most, what](const std::string& text) {
-                return text.size() >= least && text.size() <= most
-                           ? std::string()
-                           : what + " has " + std::to_string(least) + " to " + std::to_string(most) +
-                                 " bytes";
-            },
-            "", what};
-}
+constexpr const char* kCommonOptions = "-a and --json";
 
 // To the bus, "-" in front of a filter takes the filter away.
-CLI::Validator filter_check() {
-    return {[](const std::string& text) {
-                return text.starts_with('-') ? "'" + text + "': no name begins with '-'" : std::string();
-            },
-            "", "filter"};
+std::string filter_problem(const std::string& text) {
+    return text.starts_with('-') ? "'" + text + "': no name begins with '-'" : std::string();
 }
 
-CLI::App* add_verb(CLI::App& app, Arguments& arguments, Verb verb, const std::string& name,
-                   const std::string& description) {
-    CLI::App* command = command_line_add_verb(app, name, description, "-a and --json");
-    command->callback([&arguments, verb] { arguments.command.verb = verb; });
-    return command;
+CommandLineOptions add_verb(CommandLineParser& parser, CommandLine& command, Verb verb,
+                            const std::string& name, const std::string& description) {
+    return parser.add_verb(name, description, kCommonOptions, [&command, verb] { command.verb = verb; });
 }
 
-void add_name(CLI::App* command, Arguments& arguments, const std::string& description) {
-    command->add_option("NAME", arguments.command.name, description)
-        ->required()
-        ->check(length_check(1, kMaxNameBytes, "a name"));
+void add_name(CommandLineOptions verb, CommandLine& command, const std::string& description) {
+    verb.add("NAME", command.name, description).require().check_length(1, kMaxNameBytes, "a name");
 }
 
-void add_sending_verb(CLI::App& app, Arguments& arguments, Verb verb, const std::string& name,
+void add_sending_verb(CommandLineParser& parser, CommandLine& command, Verb verb, const std::string& name,
                       const std::string& description) {
-    CLI::App* command = add_verb(app, arguments, verb, name, description);
-    add_name(command, arguments, "the name of the message");
-    command->add_option("DATA", arguments.data, "a text, which is sent with its NUL, or hex text with --hex");
-    command->add_flag("--hex", arguments.command.is_hex, "data is hex text");
+    CommandLineOptions options = add_verb(parser, command, verb, name, description);
+    add_name(options, command, "the name of the message");
+    options.add("DATA", command.data, "a text, which is sent with its NUL, or hex text with --hex");
+    options.add_flag("--hex", command.is_hex, "data is hex text");
 }
 
-void add_waiting_options(CLI::App* command, Arguments& arguments) {
-    command->add_flag("--hex", arguments.command.is_hex, "print data as hex text");
-    command_line_add_count(command, arguments.command.count, "messages");
-    command_line_add_timeout(command, arguments.timeout_s);
+void add_waiting_options(CommandLineOptions verb, CommandLine& command) {
+    verb.add_flag("--hex", command.is_hex, "print data as hex text");
+    command_line_add_count(verb, command.count, "messages");
+    command_line_add_timeout(verb, command.timeout);
 }
 
-void add_watching_verbs(CLI::App& app, Arguments& arguments) {
-    CLI::App* listen =
-        add_verb(app, arguments, Verb::kListen, "listen", "Print a line for every signal, until interrupted");
-    listen->add_option("PREFIX", arguments.command.prefixes, "what the names begin with")
-        ->required()
-        ->check(length_check(0, kMaxFilterBytes, "a prefix"))
-        ->check(filter_check());
-    add_waiting_options(listen, arguments);
-    CLI::App* monitor = add_verb(app, arguments, Verb::kMonitor, "monitor",
-                                 "Print a line for every message on the bus, until interrupted");
-    monitor->add_option("PREFIX", arguments.command.prefixes, "what the names begin with")->expected(0, 1);
-    add_waiting_options(monitor, arguments);
-    CLI::App* wait = add_verb(app, arguments, Verb::kWaitFor, "wait-for", "Wait until a name is provided");
-    add_name(wait, arguments, "the name of a request");
-    command_line_add_timeout(wait, arguments.timeout_s);
+void add_watching_verbs(CommandLineParser& parser, CommandLine& command) {
+    CommandLineOptions listen = add_verb(parser, command, Verb::kListen, "listen",
+                                         "Print a line for every signal, until interrupted");
+    listen.add("PREFIX", command.prefixes, "what the names begin with")
+        .require()
+        .check_length(0, kMaxFilterBytes, "a prefix")
+        .check(filter_problem);
+    add_waiting_options(listen, command);
+    CommandLineOptions monitor = add_verb(parser, command, Verb::kMonitor, "monitor",
+                                          "Print a line for every message on the bus, until interrupted");
+    monitor.add("PREFIX", command.prefixes, "what the names begin with").take_at_most(1);
+    add_waiting_options(monitor, command);
+    CommandLineOptions wait =
+        add_verb(parser, command, Verb::kWaitFor, "wait-for", "Wait until a name is provided");
+    add_name(wait, command, "the name of a request");
+    command_line_add_timeout(wait, command.timeout);
 }
 
-std::variant<CommandLine, int> finish(const CLI::App& app, const Arguments& arguments) {
-    CommandLine command = arguments.command;
-    command.bus = command_line_bus(command.bus);
-    if (arguments.timeout_s) {
-        command.timeout = std::chrono::seconds(*arguments.timeout_s);
-    }
-    const CLI::Option* data = app.get_subcommands().front()->get_option_no_throw("DATA");
-    if (data == nullptr || data->count() == 0) {
-        return command;
-    }
-    command.data = command.is_hex ? hex_bytes(arguments.data)
-                                  : std::string(arguments.data.c_str(), arguments.data.size() + 1);
-    if (!command.data) {
-        return app.exit(CLI::ValidationError("DATA", "'" + arguments.data + "' is no hex text")) == 0
-                   ? 0
-                   : static_cast<int>(ExitStatus::kUsage);
-    }
-    return command;
+// From what the user wrote to the bytes to send: none when it is no hex text.
+std::optional<std::string> data_bytes(const CommandLine& command) {
+    const std::string& text = *command.data;
+    return command.is_hex ? hex_bytes(text) : std::string(text.c_str(), text.size() + 1);
 }
 
 }  // namespace
 
 std::variant<CommandLine, int> command_line_parse(int argc, const char* const* argv) {
-    Arguments arguments;
-    CLI::App app("Shows and speaks to the unit's message bus.", "cbusctl");
-    command_line_set_up(app, "the bus");
-    command_line_add_bus(app, arguments.command.bus);
-    app.add_flag("--json", arguments.command.is_json, "print JSON, everything on one line");
-    add_verb(app, arguments, Verb::kStatus, "status", "Print the clients and counters of the bus");
-    add_verb(app, arguments, Verb::kList, "list", "Print the names and filters and who holds them");
-    add_sending_verb(app, arguments, Verb::kCall, "call", "Send a request and print its reply");
-    add_sending_verb(app, arguments, Verb::kSend, "send", "Send a signal");
-    add_watching_verbs(app, arguments);
-    if (const std::optional<int> status = command_line_read(app, argc, argv)) {
+    CommandLine command;
+    CommandLineParser parser("cbusctl", "Shows and speaks to the unit's message bus.");
+    command_line_explain_statuses(parser, "the bus");
+    command_line_add_bus(parser, command.bus);
+    parser.add_flag("--json", command.is_json, "print JSON, everything on one line");
+    add_verb(parser, command, Verb::kStatus, "status", "Print the clients and counters of the bus");
+    add_verb(parser, command, Verb::kList, "list", "Print the names and filters and who holds them");
+    add_sending_verb(parser, command, Verb::kCall, "call", "Send a request and print its reply");
+    add_sending_verb(parser, command, Verb::kSend, "send", "Send a signal");
+    add_watching_verbs(parser, command);
+    if (const std::optional<int> status = parser.parse(argc, argv)) {
         return *status;
     }
-    return finish(app, arguments);
+    command.bus = bus_address_choose(command.bus);
+    if (command.data) {
+        std::optional<std::string> bytes = data_bytes(command);
+        if (!bytes) {
+            return parser.fail("DATA", "'" + *command.data + "' is no hex text");
+        }
+        command.data = std::move(bytes);
+    }
+    return command;
 }

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "tools/common/json_text.h"
+#include "src/base/printable_text.h"
 
 namespace {
 

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <string>
 
+#include "src/base/printable_text.h"
+
 Output::Output(const char* program, const Interruption& interruption, int output, int error_output)
     : m_program(program), m_interruption(interruption), m_output(output), m_error_output(error_output) {}
 

@@ -5,8 +5,8 @@
 
 #include "config_client/config_client_api.h"
 #include "src/base/json_helpers.h"
+#include "src/base/printable_text.h"
 #include "tools/common/hex_text.h"
-#include "tools/common/json_text.h"
 
 namespace {
 

@@ -3,9 +3,8 @@
 #include <cjson/cJSON.h>
 
 #include <string>
-#include <string_view>
 
-// JSON and other text on its way out of the program. All throw std::bad_alloc without memory.
+// JSON on its way out of the program. All throw std::bad_alloc without memory.
 
 enum class JsonLayout { kOneLine, kIndented };
 
@@ -16,9 +15,3 @@ enum class JsonLayout { kOneLine, kIndented };
 // For the user, safe on a terminal: control characters in strings are escapes, DEL and those of 8 bits included, and
 // bytes that are no UTF-8 are U+FFFD.
 [[nodiscard]] std::string json_printable(const cJSON& json, JsonLayout layout);
-
-// The same for plain text, which may come from anywhere: line ends and tabs are escaped as well.
-[[nodiscard]] std::string text_printable(std::string_view text);
-
-// No overlong forms, no surrogates.
-[[nodiscard]] bool text_is_utf8(std::string_view text);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "src/base/printable_text.h"
 #include "tools/common/config_value.h"
 #include "tools/common/json_text.h"
 #include "tools/common/time_text.h"

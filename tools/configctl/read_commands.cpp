@@ -1,8 +1,8 @@
 #include <utility>
 
 #include "config_client/config_client_api.h"
+#include "src/base/printable_text.h"
 #include "tools/common/config_value.h"
-#include "tools/common/json_text.h"
 #include "tools/configctl/commands.h"
 #include "tools/configctl/value_file.h"
 

@@ -39,7 +39,3 @@ TEST(BusPeerIdentity, NamesAUserOrTellsItsNumber) {
     EXPECT_EQ(peer_description({7, 0, {}, "init"}), "pid 7, user root, program init");
     EXPECT_EQ(peer_description({7, 4'000'000'000, {}, "x"}), "pid 7, user 4000000000, program x");
 }
-
-TEST(BusPeerIdentity, ForeignBytesBecomePrintable) {
-    EXPECT_EQ(printable_text(std::string_view("a\nb\0c\x7f\xff ~", 9)), "a?b?c?? ~");
-}

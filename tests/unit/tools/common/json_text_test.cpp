@@ -81,19 +81,3 @@ TEST(JsonPrintable, ReplacesOverlongFormsAndSurrogates) {
         EXPECT_EQ(Printable(Text(text)).find(text), std::string::npos) << text;
     }
 }
-
-TEST(TextPrintable, KeepsPlainText) {
-    EXPECT_EQ(text_printable("/system/info \\ \xC3\xA6"), "/system/info \\ \xC3\xA6");
-}
-
-TEST(TextPrintable, EscapesControlCharactersLineEndsAndTabs) {
-    EXPECT_EQ(text_printable("\x1b]0;x\x07\n\t\x7f\xC2\x9B"), R"(\u001b]0;x\u0007\u000a\u0009\u007f\u009b)");
-}
-
-TEST(TextPrintable, EscapesANulByte) {
-    EXPECT_EQ(text_printable(std::string_view("\0", 1)), R"(\u0000)");
-}
-
-TEST(TextPrintable, ReplacesASequenceThatTheTextCutsOff) {
-    EXPECT_EQ(text_printable("\xC2"), "\xEF\xBF\xBD");
-}
