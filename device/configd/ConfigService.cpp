@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "config_client/config_client_api.h"
+#include "config_client/config_vbuf.h"
 #include "config_client/config_wire.h"
 #include "device/configd/vbuf_codec.h"
 #include "device/configd/wire_bytes.h"
@@ -43,7 +44,7 @@ std::optional<std::vector<ConfigElement>> decode_write(std::string_view prefix, 
 size_t payload_bytes(const std::vector<ConfigElement>& elements) {
     size_t bytes = 0;
     for (const ConfigElement& element : elements) {
-        bytes += vbuf_entry_bytes(element.key.size(), element.value.data.size());
+        bytes += config_vbuf_entry_bytes(element.key.size(), element.value.data.size());
     }
     return bytes;
 }

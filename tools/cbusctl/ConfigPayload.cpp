@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "cbus/cbus_wire.h"
 #include "config_client/config_client_api.h"
+#include "config_client/config_vbuf.h"
 #include "config_client/config_wire.h"
 #include "src/base/printable_text.h"
 #include "tools/common/config_value.h"
@@ -11,15 +11,6 @@
 namespace {
 
 using Kind = ConfigMessageKind;
-
-struct EntryHeader {
-    std::uint8_t type;
-    std::int8_t status;
-    std::uint16_t zero;
-    std::uint32_t name_bytes;  // padded
-    std::uint32_t data_bytes;
-};
-static_assert(sizeof(EntryHeader) == kConfigVbufEntryBytes, "the entry header has no gaps");
 
 template <class Fixed>
 bool take(std::string_view& bytes, Fixed& fixed) {
@@ -31,31 +22,14 @@ bool take(std::string_view& bytes, Fixed& fixed) {
     return true;
 }
 
-// Not config_vbuf_parse(), which stops the process at what no database sends.
-bool take_entry(std::string_view& bytes, ConfigPayload::Entry& entry) {
-    EntryHeader header{};
-    if (!take(bytes, header)) {
-        return false;
-    }
-    const std::uint64_t data_bytes = (std::uint64_t{header.data_bytes} + 3) & ~std::uint64_t{3};
-    if (header.name_bytes > bytes.size() || data_bytes > bytes.size() - header.name_bytes) {
-        return false;
-    }
-    const std::string_view name = bytes.substr(0, header.name_bytes);
-    entry = {std::string(name.substr(0, name.find('\0'))), header.type, header.status,
-             std::string(bytes.substr(header.name_bytes, header.data_bytes)), header.data_bytes > 0};
-    bytes.remove_prefix(header.name_bytes + data_bytes);
-    return true;
-}
-
 void parse_entries(std::string_view bytes, ConfigPayload& payload) {
-    while (!bytes.empty()) {
-        ConfigPayload::Entry entry;
-        if (!take_entry(bytes, entry)) {
+    while (!bytes.empty() && !payload.is_malformed) {
+        if (const auto entry = config_vbuf_take(bytes)) {
+            payload.entries.push_back({std::string(entry->name), entry->type, entry->status,
+                                       std::string(entry->data), !entry->data.empty()});
+        } else {
             payload.is_malformed = true;
-            return;
         }
-        payload.entries.push_back(std::move(entry));
     }
 }
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <set>
 
-#include "cbus/cbus_wire.h"
 #include "config_client/config_client_api.h"
+#include "config_client/config_vbuf.h"
 #include "src/base/json_helpers.h"
 #include "tools/common/config_value.h"
 #include "tools/common/json_text.h"
@@ -83,7 +83,7 @@ JsonPtr value_file_json(const std::vector<StoredEntry>& entries) {
 std::size_t value_file_message_bytes(const std::vector<StoredEntry>& entries) {
     std::size_t bytes = 0;
     for (const auto& [key, value] : entries) {
-        bytes += kConfigVbufEntryBytes + cbus_pad4(key.size() + 1) + cbus_pad4(value.bytes.size());
+        bytes += config_vbuf_entry_bytes(key.size(), value.bytes.size());
     }
     return bytes;
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "runtime/c_owner.h"
@@ -42,6 +43,19 @@ Parsed Parse(const std::string& payload) {
     Parsed parsed;
     config_vbuf_parse(payload.data(), payload.size(), Collect, &parsed);
     return parsed;
+}
+
+// What is left of the payload afterwards; "(no entry)" when none can be taken.
+std::string LeftAfterTake(const std::string& payload) {
+    std::string_view left = payload;
+    const auto entry = config_vbuf_take(left);
+    EXPECT_TRUE(entry || left == payload);
+    return entry ? std::string(left) : "(no entry)";
+}
+
+// Type, status, name field length and data length of an entry, then its body.
+std::string Entry(char type, char name_bytes, char data_bytes, const std::string& body) {
+    return std::string{type, 0, 0, 0, name_bytes, 0, 0, 0, data_bytes, 0, 0, 0} + body;
 }
 
 const std::string kEntry = "\x02\xfb\0\0\x04\0\0\0\x05\0\0\0a.b\0value\0\0\0"s;
@@ -118,4 +132,69 @@ TEST(ConfigVbufParse, EndsAtANameWithoutNul) {
 TEST(ConfigVbufParseDeathTest, StopsTheProcessAtATail) {
     EXPECT_DEATH(Parse(kEntry + "x"), "");
     EXPECT_DEATH(Parse(std::string(11, '\0')), "");
+}
+
+TEST(ConfigVbufAppend, WritesTheSameBytesAsAdd) {
+    std::string payload;
+
+    config_vbuf_append(payload, {2, -5, "a.b", "value"});
+
+    EXPECT_EQ(payload, kEntry);
+}
+
+TEST(ConfigVbufAppend, AppendsToWhatIsThere) {
+    std::string payload = kEntry;
+
+    config_vbuf_append(payload, {0, 0, "abcd", {}});
+
+    EXPECT_EQ(payload, kEntry + Add(nullptr, 0, "abcd", nullptr, 0, 0));
+}
+
+TEST(ConfigVbufEntryBytes, IsWhatAppendWrites) {
+    EXPECT_EQ(config_vbuf_entry_bytes(3, 5), kEntry.size());
+    EXPECT_EQ(config_vbuf_entry_bytes(4, 0), 20U);
+}
+
+TEST(ConfigVbufTake, GivesTheFirstEntryAndLeavesTheOthers) {
+    const std::string payload = kEntry + "rest";
+    std::string_view left = payload;
+
+    const auto entry = config_vbuf_take(left);
+
+    ASSERT_TRUE(entry.has_value());
+    EXPECT_EQ(entry->type, 2);
+    EXPECT_EQ(entry->status, -5);
+    EXPECT_EQ(entry->name, "a.b");
+    EXPECT_EQ(entry->data, "value");
+    EXPECT_EQ(left, "rest");
+}
+
+TEST(ConfigVbufTake, TakesAnEntryThatEndsWithThePayload) {
+    EXPECT_EQ(LeftAfterTake(kEntry), "");
+    EXPECT_EQ(LeftAfterTake(Entry(0, 4, 0, "a.b\0"s)), "");
+}
+
+TEST(ConfigVbufTake, RefusesAHeaderThatIsCut) {
+    for (size_t length = 0; length < 12; ++length) {
+        EXPECT_EQ(LeftAfterTake(kEntry.substr(0, length)), "(no entry)") << length;
+    }
+}
+
+TEST(ConfigVbufTake, RefusesANameFieldBeyondTheEnd) {
+    EXPECT_EQ(LeftAfterTake(Entry(2, 8, 0, "a.b\0"s)), "(no entry)");
+}
+
+TEST(ConfigVbufTake, RefusesDataBeyondTheEnd) {
+    EXPECT_EQ(LeftAfterTake(Entry(2, 4, 5, "a.b\0wxyz"s)), "(no entry)");
+    EXPECT_EQ(LeftAfterTake(Entry(2, 4, 3, "a.b\0xyz"s)), "(no entry)");
+}
+
+TEST(ConfigVbufTake, RefusesLengthsThatOverflow) {
+    EXPECT_EQ(LeftAfterTake("\x02\0\0\0\x04\0\0\0\xff\xff\xff\xff"s + "a.b\0"s), "(no entry)");
+    EXPECT_EQ(LeftAfterTake("\x02\0\0\0\xff\xff\xff\xff\x04\0\0\0"s + "a.b\0"s), "(no entry)");
+}
+
+TEST(ConfigVbufTake, RefusesANameWithoutItsNul) {
+    EXPECT_EQ(LeftAfterTake(Entry(2, 4, 0, "abcd")), "(no entry)");
+    EXPECT_EQ(LeftAfterTake(Entry(2, 0, 0, "")), "(no entry)");
 }
