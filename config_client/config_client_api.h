@@ -19,6 +19,11 @@ constexpr uint32_t CONFIG_TYPE_STRING = 2;  // with its NUL
 constexpr uint32_t CONFIG_TYPE_INT = 3;     // signed, 32 bits
 constexpr uint32_t CONFIG_TYPE_BINARY = 16;
 
+// The information of config_status.
+constexpr uint32_t CONFIG_STAT_TYPE = 0xff;       // 0 without a value
+constexpr uint32_t CONFIG_STAT_PERSISTS = 0x100;  // the key lies in a tree that is stored
+constexpr uint32_t CONFIG_STAT_FACTORY = 0x200;   // the value is the factory's
+
 constexpr int CONFIG_OK = 0;
 constexpr int CONFIG_NO_REPLY = -1;
 constexpr int CONFIG_NO_VALUE = -5;
@@ -70,7 +75,7 @@ int config_modifyv(const char* prefix, unsigned int count, config_data_t* elemen
 // Reads every key that the pattern matches. *elementsOut is one block that the caller frees; null with count 0.
 int config_readm(const char* pattern, unsigned int* countOut, config_data_t** elementsOut);
 
-// Result as the database gave it, or -1 without a reply. informationOut may be null.
+// Result as the database gave it, or -1 without a reply. informationOut (CONFIG_STAT_...) may be null.
 int config_status(const char* key, uint32_t* informationOut);
 // A null argument is none.
 int config_sync(const char* argument);

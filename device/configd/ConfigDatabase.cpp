@@ -55,8 +55,8 @@ uint32_t ConfigDatabase::information(std::string_view key) const {
     const auto factory = m_factory.find(key);
     const bool is_factory_value = value != nullptr && factory != m_factory.end() && factory->second == *value;
     return (value != nullptr ? value->type : CONFIG_TYPE_NONE) |
-           (config_key_tree(key) == KeyTree::kPersistent ? kPersists : 0) |
-           (is_factory_value ? kIsFactoryValue : 0);
+           (config_key_tree(key) == KeyTree::kPersistent ? CONFIG_STAT_PERSISTS : 0) |
+           (is_factory_value ? CONFIG_STAT_FACTORY : 0);
 }
 
 std::optional<std::vector<ConfigDatabase::Changes>> ConfigDatabase::write(const std::vector<Write>& writes) {

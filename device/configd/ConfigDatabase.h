@@ -24,10 +24,6 @@ class ConfigDatabase {
     using Write = std::span<const ConfigElement>;
     using Changes = std::vector<ConfigElement>;  // in the order of the keys; type 0 is a deleted key
 
-    // What stat tells of a key, beside its type in the low byte.
-    static constexpr uint32_t kPersists = 0x100;
-    static constexpr uint32_t kIsFactoryValue = 0x200;
-
     // Without `runtime_store` (null) volatile values live in memory only. Null, after one log line, when a store cannot
     // be read.
     [[nodiscard]] static std::unique_ptr<ConfigDatabase> load(
@@ -39,6 +35,7 @@ class ConfigDatabase {
     // In the order of the keys. Keys that cannot match are leapt over: the cost follows the matches, and for a "*" the
     // components that stand in its place.
     [[nodiscard]] std::vector<const ConfigValues::value_type*> match(const KeyPattern& pattern) const;
+    // Bits of CONFIG_STAT_....
     [[nodiscard]] uint32_t information(std::string_view key) const;
 
     // Does the writes one after the other in one transaction: all of them or, when a store refuses, none. The answer are,

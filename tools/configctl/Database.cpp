@@ -15,11 +15,6 @@ namespace {
 
 constexpr timeval kAnswerLimit{60, 0};
 
-// The information word of stat.
-constexpr std::uint32_t kTypeBits = 0xFF;
-constexpr std::uint32_t kPersists = 0x100;
-constexpr std::uint32_t kIsFactoryValue = 0x200;
-
 // What no database answers: an element that still says so has not been answered.
 constexpr std::int32_t kUnanswered = INT_MIN;
 
@@ -60,8 +55,8 @@ std::optional<Database::Information> Database::information(const std::string& ke
     if (status == CONFIG_NO_REPLY) {
         return std::nullopt;
     }
-    return Information{word & kTypeBits, status == CONFIG_OK, (word & kPersists) != 0,
-                       (word & kIsFactoryValue) != 0};
+    return Information{word & CONFIG_STAT_TYPE, status == CONFIG_OK, (word & CONFIG_STAT_PERSISTS) != 0,
+                       (word & CONFIG_STAT_FACTORY) != 0};
 }
 
 std::optional<std::vector<StoredEntry>> Database::match(const std::string& pattern) {
