@@ -5,15 +5,9 @@
 #include <string_view>
 
 #include "config_client/config_client_api.h"
+#include "config_values/ConfigValue.h"
 
 // What the database holds and what moves through it.
-
-struct ConfigValue {
-    uint32_t type = 0;  // CONFIG_TYPE_...; CONFIG_TYPE_NONE, without data, stands for "deleted"
-    std::string data;   // strings with their NUL, integers as 4 bytes in host order
-
-    bool operator==(const ConfigValue&) const = default;
-};
 
 // One key of a read, write or announcement.
 struct ConfigElement {

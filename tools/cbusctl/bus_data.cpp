@@ -1,7 +1,7 @@
 #include "tools/cbusctl/bus_data.h"
 
+#include "src/base/hex_text.h"
 #include "src/base/printable_text.h"
-#include "tools/common/hex_text.h"
 
 namespace {
 

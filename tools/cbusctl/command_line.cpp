@@ -1,8 +1,8 @@
 #include "tools/cbusctl/command_line.h"
 
 #include "cbus/bus_address.h"
+#include "src/base/hex_text.h"
 #include "tools/common/command_line_parts.h"
-#include "tools/common/hex_text.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 #include "tools/cbusctl/monitor_text.h"
 
 #include "cbus/cbus_wire.h"
+#include "src/base/hex_text.h"
 #include "src/base/printable_text.h"
 #include "tools/cbusctl/ConfigPayload.h"
-#include "tools/common/hex_text.h"
 #include "tools/common/json_text.h"
 #include "tools/common/time_text.h"
 

@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "config_client/config_client_api.h"
+#include "src/base/hex_text.h"
 #include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
-#include "tools/common/hex_text.h"
 
 namespace {
 

@@ -59,14 +59,14 @@ std::optional<Database::Information> Database::information(const std::string& ke
                        (word & CONFIG_STAT_FACTORY) != 0};
 }
 
-std::optional<std::vector<StoredEntry>> Database::match(const std::string& pattern) {
+std::optional<std::vector<ConfigEntry>> Database::match(const std::string& pattern) {
     unsigned int count = 0;
     config_data_t* elements = nullptr;
     if (config_readm(pattern.c_str(), &count, &elements) != 0) {
         return std::nullopt;
     }
     const Malloced<config_data_t> owner(elements);
-    std::vector<StoredEntry> entries;
+    std::vector<ConfigEntry> entries;
     for (const config_data_t* element = elements; element != elements + count; ++element) {
         const auto* bytes = static_cast<const char*>(element->value);
         entries.push_back(
@@ -79,14 +79,14 @@ std::optional<std::vector<StoredEntry>> Database::match(const std::string& patte
     return entries;
 }
 
-std::optional<std::vector<int>> Database::modify(const std::vector<StoredEntry>& entries) {
+std::optional<std::vector<int>> Database::modify(const std::vector<ConfigEntry>& entries) {
     std::vector<config_data_t> elements;
     elements.reserve(entries.size());
     for (const auto& [key, value] : entries) {
         // Only read by a write.
-        void* bytes = value.bytes.empty() ? nullptr : const_cast<char*>(value.bytes.data());
+        void* bytes = value.data.empty() ? nullptr : const_cast<char*>(value.data.data());
         elements.push_back(
-            {value.type, key.c_str(), bytes, static_cast<std::uint32_t>(value.bytes.size()), 0, kUnanswered});
+            {value.type, key.c_str(), bytes, static_cast<std::uint32_t>(value.data.size()), 0, kUnanswered});
     }
     config_modifyv(nullptr, static_cast<unsigned int>(elements.size()), elements.data());
     std::vector<int> statuses(elements.size());

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "cbus/cbus.h"
+#include "config_values/ConfigValue.h"
 #include "runtime/fdloop_libevent.h"
-#include "tools/configctl/stored_value.h"
 
 // Database: the configuration database at the other end of the bus. One object a process: the client library below
 // knows one connection.
@@ -19,7 +19,7 @@ class Database {
   public:
     struct Value {
         int status;
-        StoredValue value;  // meaningless unless the status is 0
+        ConfigValue value;  // meaningless unless the status is 0
     };
     struct Information {
         std::uint32_t type;
@@ -38,9 +38,9 @@ class Database {
     [[nodiscard]] std::optional<Value> read(const std::string& key);
     [[nodiscard]] std::optional<Information> information(const std::string& key);
     // In the order of the keys.
-    [[nodiscard]] std::optional<std::vector<StoredEntry>> match(const std::string& pattern);
+    [[nodiscard]] std::optional<std::vector<ConfigEntry>> match(const std::string& pattern);
     // Writes all entries or none: the status of each, all 0 when they are written. Type 0 deletes.
-    [[nodiscard]] std::optional<std::vector<int>> modify(const std::vector<StoredEntry>& entries);
+    [[nodiscard]] std::optional<std::vector<int>> modify(const std::vector<ConfigEntry>& entries);
     [[nodiscard]] std::optional<int> resetToFactory();
     // False without an answer.
     [[nodiscard]] bool sync();

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cbus/cbus_wire.h"
+#include "config_values/value_json.h"
 #include "tools/common/input.h"
 #include "tools/configctl/ChangeWatch.h"
 #include "tools/configctl/value_file.h"
@@ -66,7 +67,7 @@ ExitStatus run_watch(const CommandLine& command) {
     return ChangeWatch(command, database, interruption, output).run();
 }
 
-std::variant<std::vector<StoredEntry>, InputError> read_entries(const std::string& file) {
+std::variant<std::vector<ConfigEntry>, InputError> read_entries(const std::string& file) {
     std::variant<std::string, InputError> text = input_read(file, kMaxFileBytes);
     if (auto* error = std::get_if<InputError>(&text)) {
         return std::move(*error);
@@ -75,12 +76,15 @@ std::variant<std::vector<StoredEntry>, InputError> read_entries(const std::strin
     if (auto* error = std::get_if<InputError>(&json)) {
         return std::move(*error);
     }
-    auto entries = value_file_parse(*std::get<JsonPtr>(json));
-    if (const auto* list = std::get_if<std::vector<StoredEntry>>(&entries);
-        list != nullptr && value_file_message_bytes(*list) > kMaxWriteBytes) {
+    auto entries = value_json_parse(*std::get<JsonPtr>(json));
+    if (const auto* error = std::get_if<ValueJsonError>(&entries)) {
+        return InputError{(error->key.empty() ? "the data is" : error->key + ":") + ' ' + error->problem};
+    }
+    auto& list = std::get<std::vector<ConfigEntry>>(entries);
+    if (value_file_message_bytes(list) > kMaxWriteBytes) {
         return InputError{"the data is larger than one write may be"};
     }
-    return entries;
+    return std::move(list);
 }
 
 // Nothing is sent before all of the file is known to be good.
@@ -90,7 +94,7 @@ ExitStatus run_import(const CommandContext& context) {
         context.output.complain(error->text);
         return ExitStatus::kUsage;
     }
-    return connect(context) ? command_import(context, std::get<std::vector<StoredEntry>>(entries))
+    return connect(context) ? command_import(context, std::get<std::vector<ConfigEntry>>(entries))
                             : ExitStatus::kUnreachable;
 }
 

@@ -25,7 +25,7 @@ struct CommandContext {
 [[nodiscard]] ExitStatus command_delete(const CommandContext& context);
 // The entries of the command's file.
 [[nodiscard]] ExitStatus command_import(const CommandContext& context,
-                                        const std::vector<StoredEntry>& entries);
+                                        const std::vector<ConfigEntry>& entries);
 [[nodiscard]] ExitStatus command_sync(const CommandContext& context);
 [[nodiscard]] ExitStatus command_factory_reset(const CommandContext& context);
 

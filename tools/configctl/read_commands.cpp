@@ -18,14 +18,14 @@ ExitStatus end_status(Result written, bool is_all) {
     return is_all ? ExitStatus::kDone : ExitStatus::kRefused;
 }
 
-std::string line_of(const StoredEntry& entry, const Paint& paint) {
+std::string line_of(const ConfigEntry& entry, const Paint& paint) {
     return paint(Paint::Colour::kName, text_printable(entry.key)) + " = " +
-           config_value_text(entry.value.type, entry.value.bytes);
+           config_value_text(entry.value.type, entry.value.data);
 }
 
-Result write_lines(const std::vector<StoredEntry>& entries, const Output& output) {
+Result write_lines(const std::vector<ConfigEntry>& entries, const Output& output) {
     Result written = Result::kWritten;
-    for (const StoredEntry& entry : entries) {
+    for (const ConfigEntry& entry : entries) {
         if (written == Result::kWritten) {
             written = output.writeLine(line_of(entry, output.paint()));
         }
@@ -33,19 +33,19 @@ Result write_lines(const std::vector<StoredEntry>& entries, const Output& output
     return written;
 }
 
-Result write_found(const CommandContext& context, const std::vector<StoredEntry>& found) {
+Result write_found(const CommandContext& context, const std::vector<ConfigEntry>& found) {
     if (context.command.is_json) {
         return context.output.writeJson(*value_file_json(found));
     }
     if (context.command.keys.size() == 1 && found.size() == 1) {
-        const StoredValue& value = found.front().value;
-        return context.output.writeLine(config_value_text(value.type, value.bytes));
+        const ConfigValue& value = found.front().value;
+        return context.output.writeLine(config_value_text(value.type, value.data));
     }
     return write_lines(found, context.output);
 }
 
 // Nothing without an answer; complains when nothing matches.
-std::optional<std::vector<StoredEntry>> match(const CommandContext& context) {
+std::optional<std::vector<ConfigEntry>> match(const CommandContext& context) {
     auto entries = context.database.match(context.command.pattern.value_or(database_all_keys()));
     if (entries && entries->empty()) {
         context.output.complain("no key matches, or more than one message holds");
@@ -71,7 +71,7 @@ std::string information_text(const std::string& key, const Database::Information
 }  // namespace
 
 ExitStatus command_get(const CommandContext& context) {
-    std::vector<StoredEntry> found;
+    std::vector<ConfigEntry> found;
     bool is_all = true;
     for (const std::string& key : context.command.keys) {
         auto answer = context.database.read(key);
@@ -129,8 +129,8 @@ ExitStatus command_export(const CommandContext& context) {
         return command_unanswered(context);
     }
     bool is_all = !entries->empty();
-    std::erase_if(*entries, [&](const StoredEntry& entry) {
-        if (config_value_survives_json(entry.value.type, entry.value.bytes)) {
+    std::erase_if(*entries, [&](const ConfigEntry& entry) {
+        if (config_value_survives_json(entry.value.type, entry.value.data)) {
             return false;
         }
         context.output.complain(entry.key + ": cannot be written as JSON, left out");

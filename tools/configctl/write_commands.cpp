@@ -1,11 +1,12 @@
 #include "config_client/config_client_api.h"
 #include "tools/common/config_value.h"
 #include "tools/configctl/commands.h"
+#include "tools/configctl/stored_value.h"
 
 namespace {
 
 // Names every entry that kept the write from being done.
-ExitStatus write_entries(const CommandContext& context, const std::vector<StoredEntry>& entries) {
+ExitStatus write_entries(const CommandContext& context, const std::vector<ConfigEntry>& entries) {
     const auto statuses = context.database.modify(entries);
     if (!statuses) {
         return command_unanswered(context);
@@ -39,7 +40,7 @@ ExitStatus command_set(const CommandContext& context) {
 }
 
 ExitStatus command_delete(const CommandContext& context) {
-    std::vector<StoredEntry> entries;
+    std::vector<ConfigEntry> entries;
     bool is_all = true;
     for (const std::string& key : context.command.keys) {
         const auto stored = context.database.information(key);
@@ -59,7 +60,7 @@ ExitStatus command_delete(const CommandContext& context) {
     return write_entries(context, entries);
 }
 
-ExitStatus command_import(const CommandContext& context, const std::vector<StoredEntry>& entries) {
+ExitStatus command_import(const CommandContext& context, const std::vector<ConfigEntry>& entries) {
     // The database takes no write of nothing.
     if (entries.empty()) {
         return context.database.isThere() ? ExitStatus::kDone : command_unanswered(context);

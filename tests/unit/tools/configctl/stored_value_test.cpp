@@ -7,13 +7,13 @@
 using namespace std::string_literals;
 
 TEST(StoredValueParse, TakesAnyTextForAString) {
-    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_STRING, "a b"), (StoredValue{CONFIG_TYPE_STRING, "a b\0"s}));
-    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_STRING, ""), (StoredValue{CONFIG_TYPE_STRING, "\0"s}));
+    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_STRING, "a b"), (ConfigValue{CONFIG_TYPE_STRING, "a b\0"s}));
+    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_STRING, ""), (ConfigValue{CONFIG_TYPE_STRING, "\0"s}));
 }
 
 TEST(StoredValueParse, TakesIntegersOf32Bits) {
-    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_INT, "-2147483648"), stored_int(-2147483647 - 1));
-    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_INT, "2147483647"), stored_int(2147483647));
+    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_INT, "-2147483648"), config_value_of_int(-2147483647 - 1));
+    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_INT, "2147483647"), config_value_of_int(2147483647));
 }
 
 TEST(StoredValueParse, RefusesWhatIsNoInteger) {
@@ -23,7 +23,7 @@ TEST(StoredValueParse, RefusesWhatIsNoInteger) {
 }
 
 TEST(StoredValueParse, TakesHexTextForOtherTypes) {
-    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_BINARY, "00fF"), (StoredValue{CONFIG_TYPE_BINARY, "\0\xff"s}));
-    EXPECT_EQ(stored_value_parse(7, ""), (StoredValue{7, ""}));
+    EXPECT_EQ(stored_value_parse(CONFIG_TYPE_BINARY, "00fF"), (ConfigValue{CONFIG_TYPE_BINARY, "\0\xff"s}));
+    EXPECT_EQ(stored_value_parse(7, ""), (ConfigValue{7, ""}));
     EXPECT_EQ(stored_value_parse(CONFIG_TYPE_BINARY, "0"), std::nullopt);
 }

@@ -1,4 +1,4 @@
-#include "tools/common/hex_text.h"
+#include "src/base/hex_text.h"
 
 #include <charconv>
 
