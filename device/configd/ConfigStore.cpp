@@ -43,11 +43,41 @@ bool is_empty_file(const std::string& path) {
            !error;
 }
 
+bool is_missing(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::symlink_status(path, error).type() == std::filesystem::file_type::not_found;
+}
+
+void remove_with_logs(const std::string& path) {
+    for (const char* suffix : {"-wal", "-journal", ""}) {
+        std::error_code error;
+        std::filesystem::remove(path + suffix, error);
+    }
+}
+
+// `which` is the file proper or its log, which may not be there.
+bool is_readable(sqlite3* database, int which) {
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(database, "main", which, static_cast<void*>(&file));
+    sqlite3_int64 size = 0;
+    if (file == nullptr || file->pMethods == nullptr || file->pMethods->xFileSize(file, &size) != SQLITE_OK) {
+        return file != nullptr && file->pMethods == nullptr;
+    }
+    int result = SQLITE_OK;
+    char piece[4096];
+    for (sqlite3_int64 at = 0; at < size && result == SQLITE_OK; at += sqlite3_int64{sizeof piece}) {
+        result = file->pMethods->xRead(file, piece, sizeof piece, at);
+    }
+    return result == SQLITE_OK || result == SQLITE_IOERR_SHORT_READ;
+}
+
 }  // namespace
 
 std::unique_ptr<ConfigStore> ConfigStore::open(const std::string& path, Medium medium) {
     Opening opening;
-    if (is_empty_file(path)) {
+    if (is_missing(path)) {
+        opening = begin(path, medium);
+    } else if (is_empty_file(path)) {
         opening = {nullptr, true, "the file is empty"};
     } else {
         opening = try_open(path, medium);
@@ -58,7 +88,7 @@ std::unique_ptr<ConfigStore> ConfigStore::open(const std::string& path, Medium m
             logger_function(3, kModule,
                             "the store '%s' is damaged (%s): it is now '%s', factory values are loaded",
                             path.c_str(), opening.reason.c_str(), aside->c_str());
-            opening = try_open(path, medium);
+            opening = begin(path, medium);
         }
     }
     if (opening.store == nullptr) {
@@ -77,15 +107,36 @@ ConfigStore::Opening ConfigStore::try_open(const std::string& path, Medium mediu
     if (result != SQLITE_OK || !store->set_up(medium)) {
         return {nullptr, is_damage(sqlite3_errcode(opened)), sqlite3_errmsg(opened)};
     }
-    std::string finding = store->check();
-    if (!finding.empty()) {
-        // What could not be read this time may be whole.
-        const int code = sqlite3_errcode(opened);
-        return {nullptr, code == SQLITE_OK || code == SQLITE_DONE || code == SQLITE_ROW || is_damage(code),
-                std::move(finding)};
+    Opening opening = store->check();
+    if (opening.reason.empty()) {
+        sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+        opening.store = std::move(store);
     }
-    sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
-    return {std::move(store), false, {}};
+    return opening;
+}
+
+// It gets its name when it is whole: the empty file that a kill in the middle leaves would look like damage. What an
+// earlier kill left is finished; the lock on it keeps a second program out.
+ConfigStore::Opening ConfigStore::begin(const std::string& path, Medium medium) {
+    const std::string draft = path + ".new";
+    Opening opening = try_open(draft, medium);
+    if (opening.is_damaged) {
+        remove_with_logs(draft);
+        opening = try_open(draft, medium);
+    }
+    opening.is_damaged = false;
+    if (opening.store == nullptr) {
+        return opening;
+    }
+    // Somebody else was quicker, or what it holds does not fit the disk.
+    if (!is_missing(path) || !opening.store->sync()) {
+        return {nullptr, false, sqlite3_errmsg(opening.store->m_connection.get())};
+    }
+    opening.store.reset();
+    remove_with_logs(path);  // the log of a store that is gone would be taken for that of the new one
+    std::error_code error;
+    std::filesystem::rename(draft, path, error);
+    return error ? Opening{nullptr, false, error.message()} : try_open(path, medium);
 }
 
 bool ConfigStore::set_up(Medium medium) {
@@ -99,13 +150,22 @@ bool ConfigStore::set_up(Medium medium) {
 }
 
 // Loading would not see all of it: a broken list of free pages, for one, would refuse every later write.
-std::string ConfigStore::check() {
+ConfigStore::Opening ConfigStore::check() {
+    sqlite3* const database = m_connection.get();
     const Statement check = prepare("PRAGMA quick_check(1)");
     if (check == nullptr || sqlite3_step(check.get()) != SQLITE_ROW) {
-        return sqlite3_errmsg(m_connection.get());
+        return {nullptr, is_damage(sqlite3_errcode(database)), sqlite3_errmsg(database)};
     }
-    std::string finding = column_bytes(check.get(), 0);
-    return finding == "ok" ? std::string() : text_for_log(finding);
+    const std::string finding = column_bytes(check.get(), 0);
+    if (finding == "ok") {
+        return {};
+    }
+    // It also finds the pages that the disk did not give this time. They may be whole.
+    if (!is_readable(database, SQLITE_FCNTL_FILE_POINTER) ||
+        !is_readable(database, SQLITE_FCNTL_JOURNAL_POINTER)) {
+        return {nullptr, false, sqlite3_errstr(SQLITE_IOERR)};
+    }
+    return {nullptr, true, text_for_log(finding)};
 }
 
 ConfigStore::Statement ConfigStore::prepare(const char* sql) {

@@ -23,8 +23,9 @@ class ConfigStore {
   public:
     enum class Medium { kDisk, kMemory };
 
-    // A damaged file is moved aside (damaged_file.h) and a new one begun. Null, and one line on standard error, when the
-    // file cannot be opened for another reason.
+    // Without a file a new one is begun, under its name plus ".new" until it is whole. A damaged file is moved aside
+    // (damaged_file.h) first. Null, and one line on standard error, when a file cannot be opened for another reason: one
+    // that may not be read or that the disk does not give stays where it is.
     [[nodiscard]] static std::unique_ptr<ConfigStore> open(const std::string& path,
                                                            Medium medium = Medium::kDisk);
 
@@ -44,13 +45,14 @@ class ConfigStore {
     struct Opening {
         std::unique_ptr<ConfigStore> store;
         bool is_damaged = false;
-        std::string reason;  // why there is no store
+        std::string reason;  // empty: nothing is wrong
     };
 
     explicit ConfigStore(Connection connection) : m_connection(std::move(connection)) {}
+    [[nodiscard]] static Opening begin(const std::string& path, Medium medium);
     [[nodiscard]] static Opening try_open(const std::string& path, Medium medium);
     [[nodiscard]] bool set_up(Medium medium);
-    [[nodiscard]] std::string check();
+    [[nodiscard]] Opening check();
     [[nodiscard]] Statement prepare(const char* sql);
     [[nodiscard]] bool execute(const char* sql);
     [[nodiscard]] bool put(const std::string& key, const ConfigValue& value);

@@ -16,7 +16,8 @@ class ConfigStoreFile : public testing::Test {
     // What the next start would find.
     ConfigValues Stored() {
         ConfigValues values;
-        EXPECT_TRUE(Open()->load(KeyTree::kPersistent, values));
+        const auto store = Open();
+        EXPECT_TRUE(store != nullptr && store->load(KeyTree::kPersistent, values));
         return values;
     }
 
@@ -217,4 +218,42 @@ TEST_F(ConfigStoreFile, TakesWritesAgainWhenTheDiskHasRoom) {
     }
 
     EXPECT_TRUE(store->write({{"cfg.a", Text("kept")}}));
+}
+
+TEST_F(ConfigStoreFile, IsNotThereWhenItCouldNotBeBegun) {
+    {
+        const FullDisk full_disk;
+        EXPECT_EQ(Open(), nullptr);
+    }
+
+    EXPECT_EQ(Stored(), ConfigValues{});
+
+    EXPECT_FALSE(std::filesystem::exists(m_directory.file("store.db.damaged-1")));
+}
+
+TEST_F(ConfigStoreFile, WhatAnEarlierBeginningLeftIsNoDamage) {
+    m_directory.write("store.db.new", "");
+
+    EXPECT_EQ(Stored(), ConfigValues{});
+
+    EXPECT_FALSE(std::filesystem::exists(m_directory.file("store.db.new")));
+    EXPECT_FALSE(std::filesystem::exists(m_directory.file("store.db.damaged-1")));
+}
+
+TEST_F(ConfigStoreFile, WhatAnEarlierBeginningLeftMayBeBroken) {
+    m_directory.write("store.db.new", std::string(5000, 'x'));
+
+    EXPECT_EQ(Stored(), ConfigValues{});
+
+    EXPECT_FALSE(std::filesystem::exists(m_directory.file("store.db.new")));
+}
+
+TEST_F(ConfigStoreFile, TheLogOfAStoreThatIsGoneIsNotWorkedIntoTheNewOne) {
+    const auto store = Open();
+    ASSERT_TRUE(store->write({{"cfg.a", Text("x")}}));
+    std::filesystem::rename(m_directory.file("store.db-wal"), m_directory.file("kept"));
+    m_directory.write("store.db-wal", Content("kept"));
+    std::filesystem::remove(m_directory.file("store.db"));
+
+    EXPECT_EQ(Stored(), ConfigValues{});
 }

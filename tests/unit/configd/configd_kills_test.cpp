@@ -9,7 +9,7 @@
 #include "tests/support/RunningDatabase.h"
 
 using testing::Each;
-using testing::IsEmpty;
+using testing::HasSubstr;
 using testing::Not;
 
 namespace {
@@ -95,6 +95,17 @@ class Kills : public RunningDatabase {
         m_database->signal(SIGKILL);
         ASSERT_TRUE(m_database->awaitEnd().has_value());
     }
+    void StartFresh(const std::string& store) {
+        m_database = Start(CONFIGD_PROGRAM, {"-a", m_address, "-s", store});
+    }
+    void ExpectNoDamageByAKill(const std::string& store) {
+        m_database->signal(SIGKILL);
+        ASSERT_TRUE(m_database->awaitEnd().has_value());
+        StartFresh(store);
+        ASSERT_TRUE(m_database->awaitOutput("serving")) << m_database->output();
+        EXPECT_THAT(m_database->output(), Not(HasSubstr("damaged")));
+        EXPECT_FALSE(std::filesystem::exists(store + ".new"));
+    }
     void ExpectLastCommittedState(const std::string& tree) {
         std::vector<int32_t> numbers;
         for (const char* key : {".kill.a", ".kill.b", ".kill.c.d"}) {
@@ -138,4 +149,32 @@ TEST_F(Kills, NothingThatWasAnsweredIsLostByKillsAtRandomPoints) {
     }
     EXPECT_GT(m_acknowledged["cfg"], 0);
     EXPECT_FALSE(std::filesystem::exists(m_directory.file("store.db.damaged-1")));
+}
+
+// The file appears when it is whole.
+TEST_F(Kills, OneAtTheMomentTheStoreAppearsIsNoDamage) {
+    for (int kill = 0; kill < KillCount() && !HasFailure(); ++kill) {
+        const std::string store = m_directory.file("fresh" + std::to_string(kill) + ".db");
+
+        StartFresh(store);
+        while (!std::filesystem::exists(store) && m_database->isRunning()) {
+        }
+
+        ExpectNoDamageByAKill(store);
+    }
+}
+
+TEST_F(Kills, OneAnywhereInTheFirstStartIsNoDamage) {
+    SCOPED_TRACE("seed " + std::to_string(m_seed));
+    for (int kill = 0; kill < KillCount() && !HasFailure(); ++kill) {
+        const std::string store = m_directory.file("fresh" + std::to_string(kill) + ".db");
+
+        StartFresh(store);
+        while (!std::filesystem::exists(store + ".new") && !std::filesystem::exists(store) &&
+               m_database->isRunning()) {
+        }
+        usleep(static_cast<useconds_t>(Random(0, 5000)));
+
+        ExpectNoDamageByAKill(store);
+    }
 }
