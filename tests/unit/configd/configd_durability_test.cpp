@@ -16,6 +16,11 @@ class Durability : public RunningDatabase {
         m_database->signal(SIGKILL);
         ASSERT_TRUE(m_database->awaitEnd().has_value());
     }
+    // Until the bus has passed on what the client sent.
+    static void AwaitBus(RawClient& client) {
+        client.ask("cbus.status", "");
+        ASSERT_NE(client.awaitReply(), "");
+    }
     static int Modify(const char* key, std::string value) {
         config_data_t element{
             CONFIG_TYPE_BINARY, key, value.data(), static_cast<uint32_t>(value.size()), 0, 99};
@@ -74,12 +79,24 @@ TEST_F(RuntimeStore, CannotBeTheFileOfThePersistentValues) {
     EXPECT_THAT(m_database->output(), HasSubstr("database is locked"));
 }
 
+// While more messages wait to be read, writes are gathered. These take so long that the end comes before the transaction:
+// each is milliseconds of building a reply that is too large in the end.
 TEST_F(Durability, WritesBySignalAreKeptByACleanEnd) {
-    for (int i = 0; i < 100; ++i) {
-        config_write_int("cfg.test.counter", i);
+    ASSERT_EQ(Modify("ram.test.large", std::string(1 << 20, 'x')), 0);
+    const std::string slow = Vbuf(Elements(9, {"ram.test.large", Deleted(), 0}));
+    RawClient writer;
+    RawClient reader;
+    m_database->signal(SIGSTOP);
+    writer.send("config.writev", Vbuf({{"cfg.test.counter", Number(99), 0}}));
+    AwaitBus(writer);
+    writer.ask("config.stat.cfg.none", "");
+    for (int i = 0; i < 30; ++i) {
+        reader.ask("config.readv", slow);
     }
-    EXPECT_EQ(ReadInt("cfg.test.counter"), 99);
+    AwaitBus(reader);
 
+    m_database->signal(SIGCONT);
+    ASSERT_NE(writer.awaitReply(), "");
     m_database->signal(SIGTERM);
     ASSERT_EQ(m_database->awaitEnd(), 0);
     StartDatabase();
