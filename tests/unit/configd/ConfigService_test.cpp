@@ -416,6 +416,36 @@ TEST_F(Service, AGuardedWriteThatTheBusWouldNotCarryToItsValidatorIsRefused) {
     EXPECT_EQ(Value(prefix + ".a"), Deleted());
 }
 
+// What the client library takes into one question; unguarded keys count, too.
+TEST_F(Service, AGuardedWriteMayHave1600Elements) {
+    Send("config.validate.register", "ram.net\0"s);
+    Elements elements{{"ram.net.ip", Number(1), 0}};
+    for (int i = 1; i < 1600; ++i) {
+        elements.push_back({"ram.free." + std::to_string(i), Number(1), 0});
+    }
+
+    EXPECT_EQ(Request("config.modifyv", Vbuf(elements)), "(none)");
+    EXPECT_THAT(SignalNames(), ElementsAre("config.clnt_validate.ram.net"));
+    Send("config.validate.rsp", Vbuf({{"ram.net.ip", Number(1), 0}}));
+
+    EXPECT_EQ(Value("ram.free.1599"), Number(1));
+}
+
+TEST_F(Service, AGuardedWriteOfMoreElementsIsRefused) {
+    Send("config.validate.register", "ram.net\0"s);
+    Elements elements{{"ram.net.ip", Number(1), 0}};
+    for (int i = 1; i <= 1600; ++i) {
+        elements.push_back({"ram.free." + std::to_string(i), Number(1), 0});
+    }
+
+    const auto statuses = vbuf_decode(Request("config.modifyv", Vbuf(elements)));
+
+    ASSERT_TRUE(statuses.has_value() && statuses->size() == 1601);
+    EXPECT_EQ(statuses->front().status, -1);
+    EXPECT_THAT(SignalNames(), ElementsAre());
+    EXPECT_EQ(Value("ram.free.1"), Deleted());
+}
+
 TEST_F(Service, OthersAreServedWhileAValidatorIsAsked) {
     Send("config.validate.register", "ram.net\0"s);
     Request("config.modifyv", Vbuf({{"ram.net.ip", Text("x"), 0}}));
