@@ -1,153 +1,13 @@
 #include <gmock/gmock.h>
 
 #include <string>
-#include <utility>
 
-#include "BrokerFixture.h"
+#include "BusFlowFixture.h"
 
 namespace {
 
-using testing::AllOf;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::StartsWith;
-
-constexpr size_t kMebi = size_t{1} << 20;
-constexpr size_t kNever = SIZE_MAX;
-
-// A client's messages, one after the other as fast as they are taken, numbered by their seqn.
-class Flood {
-  public:
-    Flood(BusPeer& peer, WireMessage message, size_t count = kNever)
-        : m_peer(peer), m_message(std::move(message)), m_left(count) {
-        socket_set_blocking(peer.fd(), false);
-    }
-
-    // Sends what is taken now; false when nothing is.
-    bool Push() {
-        size_t taken_before = m_taken;
-        while (!IsDone()) {
-            if (m_bytes.empty()) {
-                m_bytes = Bytes(m_message);
-                ++m_message.seqn;
-            }
-            const ssize_t n = send(m_peer.fd(), m_bytes.data(), m_bytes.size(), MSG_NOSIGNAL);
-            if (n <= 0) {
-                break;
-            }
-            m_taken += static_cast<size_t>(n);
-            m_bytes.erase(0, static_cast<size_t>(n));
-            if (m_bytes.empty() && m_left != kNever) {
-                --m_left;
-            }
-        }
-        return m_taken != taken_before;
-    }
-    [[nodiscard]] bool IsDone() const { return m_left == 0; }
-    void EndAfterThisMessage() { m_left = m_bytes.empty() ? 0 : 1; }
-    [[nodiscard]] size_t taken() const { return m_taken; }
-
-  private:
-    BusPeer& m_peer;
-    WireMessage m_message;
-    size_t m_left;
-    size_t m_taken = 0;
-    std::string m_bytes;  // of the message that is being sent
-};
-
-class BusFlow : public BrokerFixture {
-  protected:
-    static BrokerOptions Patient() {
-        BrokerOptions options;
-        options.check_interval_ms = 5;
-        return options;
-    }
-    static BrokerOptions Impatient() {
-        BrokerOptions options = Patient();
-        options.stalled_ms = 40;
-        return options;
-    }
-    explicit BusFlow(const BrokerOptions& options = Patient()) : BrokerFixture(options) {}
-
-    // Until the broker takes no more, all is out, or somebody has been disconnected: messages to nobody have no end.
-    void PushUntilStuck(Flood& flood) {
-        const size_t clients = m_broker->client_count();
-        for (int idle_turns = 0; idle_turns < 20 && !flood.IsDone() && m_broker->client_count() == clients;
-             ++idle_turns) {
-            if (flood.Push()) {
-                idle_turns = 0;
-            }
-            event_base_loop(m_base.get(), EVLOOP_NONBLOCK);
-        }
-    }
-    // Reads so many bytes of whatever comes.
-    void Take(BusPeer& peer, size_t bytes) {
-        socket_set_blocking(peer.fd(), false);
-        EXPECT_TRUE(RunUntil([&] {
-            bytes -= peer.ReceiveBytes(std::min(bytes, size_t{65536})).size();
-            return bytes == 0;
-        }));
-        socket_set_blocking(peer.fd(), true);
-    }
-    void RunFor(uint32_t time_ms) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(time_ms);
-        RunUntil([&] { return std::chrono::steady_clock::now() >= end; });
-    }
-    // `count` messages numbered from 0, while the flood goes on.
-    void ReceiveAll(BusPeer& peer, Flood& flood, int count) {
-        socket_set_blocking(peer.fd(), true);
-        for (int i = 0; i < count; ++i) {
-            ASSERT_TRUE(RunUntil([&] {
-                flood.Push();
-                return peer.HasMessage();
-            }));
-            ASSERT_EQ(peer.Receive().seqn, i);
-        }
-    }
-    // Requests numbered from 0.
-    void Ask(BusPeer& origin, int count) {
-        for (int i = 0; i < count; ++i) {
-            origin.Send(WireMessage{2, 0, i, 0, "config.read", ""});
-            event_base_loop(m_base.get(), EVLOOP_NONBLOCK);
-        }
-    }
-    static WireMessage Signal(const char* name = "s", size_t bytes = 20'000) {
-        return {1, 0, 0, 0, name, std::string(bytes, 'd')};
-    }
-    static WireMessage ReplyTo(WireMessage request, size_t bytes) {
-        request.type = 3;
-        request.data.assign(bytes, 'r');
-        return request;
-    }
-
-    BusPeer m_writer = Connect();
-    BusPeer m_receiver = Connect();
-};
-
-class BusStall : public BusFlow {
-  protected:
-    BusStall() : BusFlow(Impatient()) {}
-
-    void FillWithMoreThanEightMebibytes() {
-        Flood not_yet_full(m_writer, Signal("s", 4 * kMebi), 1);
-        PushUntilStuck(not_yet_full);
-        Flood too_much(m_writer, Signal("s", 7 * kMebi), 1);
-        PushUntilStuck(too_much);
-        ASSERT_TRUE(not_yet_full.IsDone() && too_much.IsDone());
-        socket_set_blocking(m_writer.fd(), true);
-    }
-};
-
-class BusHold : public BusFlow {
-  protected:
-    static BrokerOptions ShortHolding() {
-        BrokerOptions options = Patient();
-        options.holding_ms = 40;
-        return options;
-    }
-    BusHold() : BusFlow(ShortHolding()) {}
-};
 
 class BusMessageTime : public BusFlow {
   protected:
@@ -245,24 +105,6 @@ TEST_F(BusFlow, TwoThatFillEachOthersQueuesBeforeTheyReadLoseNothing) {
     ReceiveAll(m_writer, back, 500);
 }
 
-TEST_F(BusStall, OneOfTwoThatOnlyWriteToEachOtherIsDisconnectedAndTheOtherGoesOn) {
-    Filter(m_receiver, "s");
-    Filter(m_writer, "t");
-    Flood there(m_writer, Signal("s"));
-    Flood back(m_receiver, Signal("t"));
-    PushUntilStuck(there);
-    PushUntilStuck(back);
-    PushUntilStuck(there);
-    ASSERT_LT(there.taken() + back.taken(), 40 * kMebi);
-
-    ASSERT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
-
-    EXPECT_EQ(m_log.lines().size(), 1u);
-    const bool has_writer_gone = m_log.countOf("4 cbusd: " + Named(1)) == 1;
-    Flood& survivor = has_writer_gone ? back : there;
-    EXPECT_TRUE(RunUntil([&] { return survivor.Push(); }));
-}
-
 TEST_F(BusFlow, AProviderThatWaitsForAReceiverStillAnswersOthers) {
     BusPeer origin = Connect();
     Provide(m_writer, "config");
@@ -337,62 +179,6 @@ TEST_F(BusFlow, WhoAsksWithoutEndAndTakesNoReplyIsNoLongerRead) {
 
     EXPECT_LT(questions.taken(), 20 * kMebi);
     Settle(m_receiver);
-}
-
-TEST_F(BusStall, WhoTakesNothingWhileMoreThanEightMebibytesWaitIsDisconnectedWithOneLogLine) {
-    Filter(m_receiver, "s");
-
-    FillWithMoreThanEightMebibytes();
-    ASSERT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
-
-    Settle(m_writer);
-    EXPECT_THAT(m_log.lines(),
-                ElementsAre(AllOf(
-                    StartsWith("4 cbusd: " + Named(2) + " disconnected: has taken nothing for 0 s while "),
-                    EndsWith(" bytes wait"))));
-}
-
-TEST_F(BusStall, WhoTakesALittleNowAndThenStays) {
-    Filter(m_receiver, "s");
-    FillWithMoreThanEightMebibytes();
-
-    for (int i = 0; i < 10; ++i) {
-        RunFor(10);
-        Take(m_receiver, 300'000);
-    }
-
-    EXPECT_EQ(m_broker->client_count(), 2u);
-}
-
-TEST_F(BusStall, LessThanEightMebibytesMayWait) {
-    Filter(m_receiver, "s");
-    Flood flood(m_writer, Signal());
-
-    PushUntilStuck(flood);
-    RunFor(100);
-
-    EXPECT_EQ(m_broker->client_count(), 2u);
-}
-
-TEST_F(BusHold, WhoHoldsAnotherUpForTooLongWithoutTakingAnythingIsDisconnected) {
-    Filter(m_receiver, "s");
-    Flood flood(m_writer, Signal());
-
-    PushUntilStuck(flood);
-
-    EXPECT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
-    EXPECT_TRUE(RunUntil([&] { return flood.Push(); }));
-}
-
-TEST_F(BusHold, WhoHoldsNobodyUpMayTakeItsTime) {
-    Filter(m_receiver, "s");
-    Flood flood(m_writer, Signal(), 150);
-
-    PushUntilStuck(flood);
-    ASSERT_TRUE(flood.IsDone());
-    RunFor(100);
-
-    EXPECT_EQ(m_broker->client_count(), 2u);
 }
 
 TEST_F(BusFlow, WhatAWriterHadSentWhenItWentStillArrives) {

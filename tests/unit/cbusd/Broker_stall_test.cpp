@@ -1,0 +1,112 @@
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "BusFlowFixture.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::StartsWith;
+
+class BusStall : public BusFlow {
+  protected:
+    BusStall() : BusFlow(Impatient()) {}
+
+    void FillWithMoreThanEightMebibytes() {
+        Flood not_yet_full(m_writer, Signal("s", 4 * kMebi), 1);
+        PushUntilStuck(not_yet_full);
+        Flood too_much(m_writer, Signal("s", 7 * kMebi), 1);
+        PushUntilStuck(too_much);
+        ASSERT_TRUE(not_yet_full.IsDone() && too_much.IsDone());
+        socket_set_blocking(m_writer.fd(), true);
+    }
+};
+
+class BusHold : public BusFlow {
+  protected:
+    static BrokerOptions ShortHolding() {
+        BrokerOptions options = Patient();
+        options.holding_ms = 40;
+        return options;
+    }
+    BusHold() : BusFlow(ShortHolding()) {}
+};
+
+}  // namespace
+
+TEST_F(BusStall, OneOfTwoThatOnlyWriteToEachOtherIsDisconnectedAndTheOtherGoesOn) {
+    Filter(m_receiver, "s");
+    Filter(m_writer, "t");
+    Flood there(m_writer, Signal("s"));
+    Flood back(m_receiver, Signal("t"));
+    PushUntilStuck(there);
+    PushUntilStuck(back);
+    PushUntilStuck(there);
+    ASSERT_LT(there.taken() + back.taken(), 40 * kMebi);
+
+    ASSERT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
+
+    EXPECT_EQ(m_log.lines().size(), 1u);
+    const bool has_writer_gone = m_log.countOf("4 cbusd: " + Named(1)) == 1;
+    Flood& survivor = has_writer_gone ? back : there;
+    EXPECT_TRUE(RunUntil([&] { return survivor.Push(); }));
+}
+
+TEST_F(BusStall, WhoTakesNothingWhileMoreThanEightMebibytesWaitIsDisconnectedWithOneLogLine) {
+    Filter(m_receiver, "s");
+
+    FillWithMoreThanEightMebibytes();
+    ASSERT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
+
+    Settle(m_writer);
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(AllOf(
+                    StartsWith("4 cbusd: " + Named(2) + " disconnected: has taken nothing for 0 s while "),
+                    EndsWith(" bytes wait"))));
+}
+
+TEST_F(BusStall, WhoTakesALittleNowAndThenStays) {
+    Filter(m_receiver, "s");
+    FillWithMoreThanEightMebibytes();
+
+    for (int i = 0; i < 10; ++i) {
+        RunFor(10);
+        Take(m_receiver, 300'000);
+    }
+
+    EXPECT_EQ(m_broker->client_count(), 2u);
+}
+
+TEST_F(BusStall, LessThanEightMebibytesMayWait) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+
+    PushUntilStuck(flood);
+    RunFor(100);
+
+    EXPECT_EQ(m_broker->client_count(), 2u);
+}
+
+TEST_F(BusHold, WhoHoldsAnotherUpForTooLongWithoutTakingAnythingIsDisconnected) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+
+    PushUntilStuck(flood);
+
+    EXPECT_TRUE(RunUntil([&] { return m_broker->client_count() == 1; }));
+    EXPECT_TRUE(RunUntil([&] { return flood.Push(); }));
+}
+
+TEST_F(BusHold, WhoHoldsNobodyUpMayTakeItsTime) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal(), 150);
+
+    PushUntilStuck(flood);
+    ASSERT_TRUE(flood.IsDone());
+    RunFor(100);
+
+    EXPECT_EQ(m_broker->client_count(), 2u);
+}
