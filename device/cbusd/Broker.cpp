@@ -29,8 +29,7 @@ Broker::Broker(event_base* base, UniqueFd listener, AccessList access, const Bro
     : m_base(base),
       m_options(options),
       m_flow(options.flow, m_pending),
-      m_stalled(options.stalled_bytes),
-      m_holding(options.flow.nearly_empty_bytes),
+      m_slow(options.slow, m_flow),
       m_monitors(options.monitors),
       m_admission(std::move(access), options.admission),
       m_acceptor(base, std::move(listener), options.accept_retry_ms,
@@ -97,8 +96,7 @@ void Broker::forget(ClientId id) {
     m_monitors.remove(id);
     m_silent.erase(id);
     m_flow.remove_receiver(id);
-    m_stalled.remove(id);
-    m_holding.remove(id);
+    m_slow.remove(id);
     m_pending.drop_origin(id);
     for (const PendingRequest& request : m_pending.take_of_provider(id)) {
         reply_empty(request);
@@ -299,12 +297,11 @@ void Broker::deliver(const Route& route, const cbus_header_t& header, std::span<
 void Broker::note_backlog(const Route& route, ClientConnection& receiver) {
     const size_t waiting = receiver.waiting_bytes();
     const uint32_t now_ms = px_time_ms();
-    m_stalled.note_written(route.to, waiting, now_ms);
-    m_holding.note_written(route.to, waiting, now_ms);
+    m_slow.note_written(route.to, waiting, now_ms);
     if (!m_monitors.has(route.to)) {
         // What the broker itself has to say, the client has asked for.
         const ClientId writer = route.from == kBrokerId ? route.to : route.from;
-        m_flow.note_written(writer, route.to, route.kind, waiting);
+        m_flow.note_written(writer, route.to, route.kind, waiting, now_ms);
     } else if (waiting > m_options.flow.over_bytes) {
         receiver.refuse("is a monitor for which " + std::to_string(waiting) + " bytes wait");
     }
@@ -312,8 +309,7 @@ void Broker::note_backlog(const Route& route, ClientConnection& receiver) {
 
 void Broker::on_taken(ClientConnection& client) {
     const uint32_t now_ms = px_time_ms();
-    m_stalled.note_taken(client.id(), client.waiting_bytes(), now_ms);
-    m_holding.note_taken(client.id(), client.waiting_bytes(), now_ms);
+    m_slow.note_taken(client.id(), client.waiting_bytes(), now_ms);
     m_flow.note_taken(client.id(), client.waiting_bytes());
     m_monitors.note_taken(client.id());
     settle_holds();
@@ -344,35 +340,26 @@ void Broker::check_clients() {
     for (const auto& [id, client] : m_clients) {
         client->check(now_ms, m_options.message_timeout_ms);
     }
-    check_stalled(now_ms);
-}
-
-void Broker::check_stalled(uint32_t now_ms) {
-    for (const ClientId id : m_stalled.stalled(now_ms, m_options.stalled_ms)) {
-        if (ClientConnection* client = find(id); client != nullptr && client->is_open()) {
-            disconnect_stalled(*client, m_options.stalled_ms, now_ms);
-        }
-    }
-    for (const ClientId id : m_holding.stalled(now_ms, m_options.holding_ms)) {
-        ClientConnection* client = find(id);
-        if (client != nullptr && client->is_open() && m_flow.is_holding_somebody(id)) {
-            disconnect_stalled(*client, m_options.holding_ms, now_ms);
-        }
-    }
+    disconnect_slow(now_ms);
 }
 
 // One that was itself blocked on a client that has just been disconnected may take its messages now, once it gets its
 // own out of its hands.
-void Broker::disconnect_stalled(ClientConnection& client, uint32_t time_ms, uint32_t now_ms) {
-    for (const auto& [id, other] : m_clients) {
-        if (!other->is_open() && m_flow.is_blocked_on(client.id(), id)) {
-            m_stalled.restart(client.id(), now_ms);
-            m_holding.restart(client.id(), now_ms);
-            return;
+void Broker::disconnect_slow(uint32_t now_ms) {
+    for (const auto& [id, how] : m_slow.at(now_ms)) {
+        ClientConnection* client = find(id);
+        if (client == nullptr || !client->is_open()) {
+            continue;
+        }
+        const auto is_in_its_way = [this, slow = id](ClientId gone) {
+            return m_flow.is_blocked_on(slow, gone);
+        };
+        if (std::any_of(m_closed.begin(), m_closed.end(), is_in_its_way)) {
+            m_slow.restart(id, now_ms);
+        } else {
+            client->refuse(how + " while " + std::to_string(client->waiting_bytes()) + " bytes wait");
         }
     }
-    client.refuse("has taken nothing for " + std::to_string(time_ms / 1000) + " s while " +
-                  std::to_string(client.waiting_bytes()) + " bytes wait");
 }
 
 ClientConnection* Broker::find(ClientId id) const {

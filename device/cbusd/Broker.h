@@ -17,19 +17,17 @@
 #include "device/cbusd/Monitors.h"
 #include "device/cbusd/NameTable.h"
 #include "device/cbusd/PendingRequests.h"
-#include "device/cbusd/StallWatch.h"
+#include "device/cbusd/SlowReceivers.h"
 #include "device/cbusd/bus_status.h"
 #include "src/base/owners.h"
 
 struct BrokerOptions {
     uint32_t reply_timeout_ms = 30'000;
     uint32_t message_timeout_ms = 30'000;  // from its first byte to its last
-    size_t stalled_bytes = size_t{8} << 20;
-    uint32_t stalled_ms = 10'000;  // without taking anything, while more than stalled_bytes wait
-    uint32_t holding_ms = 60'000;  // the same while others are held for it
     uint32_t check_interval_ms = 1000;
     uint32_t accept_retry_ms = 200;
     FlowControl::Limits flow;
+    SlowReceivers::Limits slow;
     Monitors::Limits monitors;
     Admission::Limits admission;
 };
@@ -89,8 +87,7 @@ class Broker final : private ClientConnection::Owner {
     void note_backlog(const Route& route, ClientConnection& receiver);
     void settle_holds();
     void check_clients();
-    void check_stalled(uint32_t now_ms);
-    void disconnect_stalled(ClientConnection& client, uint32_t time_ms, uint32_t now_ms);
+    void disconnect_slow(uint32_t now_ms);
     [[nodiscard]] ClientConnection* find(ClientId id) const;
     [[nodiscard]] BusStatus status() const;
 
@@ -108,8 +105,7 @@ class Broker final : private ClientConnection::Owner {
     std::unordered_set<ClientId> m_silent;  // providers that let a request run out, and nothing came since
     std::unordered_set<ClientId> m_told_not_to_monitor;  // one log line each
     FlowControl m_flow;
-    StallWatch m_stalled;
-    StallWatch m_holding;
+    SlowReceivers m_slow;
     Monitors m_monitors;
     BusCounters m_counters;
     Admission m_admission;

@@ -3,13 +3,20 @@
 #include <algorithm>
 #include <utility>
 
-void FlowControl::note_written(ClientId writer, ClientId receiver, Kind kind, size_t waiting_bytes) {
+void FlowControl::note_written(ClientId writer, ClientId receiver, Kind kind, size_t waiting_bytes,
+                               uint32_t now_ms) {
     note_level(receiver, waiting_bytes);
-    const auto full = m_receivers.find(receiver);
-    if (full == m_receivers.end()) {
+    const auto found = m_receivers.find(receiver);
+    if (found == m_receivers.end()) {
         return;
     }
-    full->second.writers.insert(writer);
+    Receiver& full = found->second;
+    if (full.writers.empty()) {
+        full.since_ms = now_ms;
+        full.most_bytes = 0;
+    }
+    full.most_bytes = std::max(full.most_bytes, waiting_bytes);
+    full.writers.insert(writer);
     Kind& written = m_blocked[writer].emplace(receiver, kind).first->second;
     if (kind == Kind::kReply) {
         written = kind;
@@ -75,6 +82,12 @@ void FlowControl::remove_client(ClientId client) {
     m_changed.erase(client);
 }
 
+void FlowControl::restart(ClientId receiver, uint32_t now_ms) {
+    if (const auto full = m_receivers.find(receiver); full != m_receivers.end()) {
+        full->second.since_ms = now_ms;
+    }
+}
+
 bool FlowControl::is_held(ClientId client) const {
     const auto blocked = m_blocked.find(client);
     if (blocked == m_blocked.end()) {
@@ -109,6 +122,26 @@ std::optional<ClientId> FlowControl::receiver_in_the_way_of(ClientId provider) c
         }
     }
     return std::nullopt;
+}
+
+std::vector<std::pair<ClientId, uint32_t>> FlowControl::slow_receivers(uint32_t now_ms,
+                                                                       uint32_t time_ms) const {
+    std::vector<std::pair<ClientId, uint32_t>> slow;
+    for (const auto& [id, receiver] : m_receivers) {
+        const uint32_t waited_ms = now_ms - receiver.since_ms;
+        if (!receiver.writers.empty() && waited_ms >= time_to_empty_ms(receiver, time_ms)) {
+            slow.emplace_back(id, waited_ms);
+        }
+    }
+    return slow;
+}
+
+// The time for a queue that is just full is the least: one that was filled while its writers came and went may be
+// shorter.
+uint64_t FlowControl::time_to_empty_ms(const Receiver& receiver, uint32_t time_ms) const {
+    const size_t most = std::max(receiver.most_bytes, m_limits.full_bytes);
+    return uint64_t{time_ms} * (most - m_limits.nearly_empty_bytes) /
+           (m_limits.full_bytes - m_limits.nearly_empty_bytes);
 }
 
 std::set<ClientId> FlowControl::take_changed() {

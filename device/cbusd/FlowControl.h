@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "device/cbusd/PendingRequests.h"
@@ -16,7 +18,10 @@
 //   - one that owes a reply to somebody else, who would wait for a receiver that he has nothing to do with;
 //   - one whose own queue is full: it may be waiting for us to take its bytes before it takes ours, and of two
 //     clients that fill each other's queues neither would ever go on.
+//   A receiver has a time in which to empty its queue while somebody is blocked on it, in proportion to what waited at
+//   most: so one that takes a little now and then does not hold others up for ever, and one that is only slow stays.
 // Borrows: the pending requests; they outlive this object.
+// Units:   milliseconds of px_time_ms(), which may wrap.
 class FlowControl {
   public:
     struct Limits {
@@ -30,8 +35,10 @@ class FlowControl {
     FlowControl(const Limits& limits, const PendingRequests& pending)
         : m_limits(limits), m_pending(pending) {}
 
+    [[nodiscard]] const Limits& limits() const { return m_limits; }
+
     // `writer` has sent something to `receiver`, for which so much waits now.
-    void note_written(ClientId writer, ClientId receiver, Kind kind, size_t waiting_bytes);
+    void note_written(ClientId writer, ClientId receiver, Kind kind, size_t waiting_bytes, uint32_t now_ms);
     // The receiver has taken something.
     void note_taken(ClientId receiver, size_t waiting_bytes) { note_level(receiver, waiting_bytes); }
     // The provider was asked something.
@@ -40,6 +47,8 @@ class FlowControl {
     void remove_receiver(ClientId receiver);
     // Nor is it blocked itself.
     void remove_client(ClientId client);
+    // Gives the receiver its whole time again.
+    void restart(ClientId receiver, uint32_t now_ms);
 
     [[nodiscard]] bool is_held(ClientId client) const;
     [[nodiscard]] bool is_blocked_on(ClientId client, ClientId receiver) const;
@@ -47,6 +56,10 @@ class FlowControl {
     // The receiver that does not take its own replies, by which the others who wait for this provider are kept from
     // theirs: somebody has to go, and that is who asked for the replies.
     [[nodiscard]] std::optional<ClientId> receiver_in_the_way_of(ClientId provider) const;
+    // Those on whom somebody has been blocked for longer than it takes to come from full to nearly empty in `time_ms`,
+    // and for how long.
+    [[nodiscard]] std::vector<std::pair<ClientId, uint32_t>> slow_receivers(uint32_t now_ms,
+                                                                            uint32_t time_ms) const;
     // Those for whom is_held() may answer differently since the last call.
     [[nodiscard]] std::set<ClientId> take_changed();
 
@@ -55,11 +68,15 @@ class FlowControl {
     struct Receiver {
         Level level = Level::kFull;
         std::set<ClientId> writers;
+        // Of the time in which there are writers.
+        uint32_t since_ms = 0;
+        size_t most_bytes = 0;
     };
 
     void note_level(ClientId receiver, size_t waiting_bytes);
     void set_level(ClientId receiver, Level level);
     [[nodiscard]] bool is_over(ClientId receiver) const;
+    [[nodiscard]] uint64_t time_to_empty_ms(const Receiver& receiver, uint32_t time_ms) const;
     [[nodiscard]] bool owes_others(ClientId client, const std::map<ClientId, Kind>& receivers) const;
 
     Limits m_limits;

@@ -29,10 +29,21 @@ class BusHold : public BusFlow {
   protected:
     static BrokerOptions ShortHolding() {
         BrokerOptions options = Patient();
-        options.holding_ms = 40;
+        options.slow.holding_ms = 40;
         return options;
     }
-    BusHold() : BusFlow(ShortHolding()) {}
+    explicit BusHold(const BrokerOptions& options = ShortHolding()) : BusFlow(options) {}
+};
+
+// Time enough for one who takes a little now and then not to be taken for one who takes nothing.
+class BusTrickle : public BusHold {
+  protected:
+    static BrokerOptions LongerHolding() {
+        BrokerOptions options = Patient();
+        options.slow.holding_ms = 400;
+        return options;
+    }
+    BusTrickle() : BusHold(LongerHolding()) {}
 };
 
 }  // namespace
@@ -109,4 +120,22 @@ TEST_F(BusHold, WhoHoldsNobodyUpMayTakeItsTime) {
     RunFor(100);
 
     EXPECT_EQ(m_broker->client_count(), 2u);
+}
+
+TEST_F(BusTrickle, WhoHoldsAnotherUpAndTakesOnlyALittleNowAndThenIsDisconnected) {
+    Filter(m_receiver, "s");
+    Flood flood(m_writer, Signal());
+    PushUntilStuck(flood);
+
+    socket_set_blocking(m_receiver.fd(), false);
+    for (int i = 0; i < 200 && m_broker->client_count() == 2; ++i) {
+        m_receiver.ReceiveBytes(65536);
+        RunFor(20);
+    }
+
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(AllOf(StartsWith("4 cbusd: " + Named(2) +
+                                             " disconnected: has kept others waiting for 0 s while "),
+                                  EndsWith(" bytes wait"))));
+    EXPECT_TRUE(RunUntil([&] { return flood.Push(); }));
 }

@@ -60,7 +60,7 @@ class BusFlow : public BrokerFixture {
     }
     static BrokerOptions Impatient() {
         BrokerOptions options = Patient();
-        options.stalled_ms = 40;
+        options.slow.stalled_ms = 40;
         return options;
     }
     explicit BusFlow(const BrokerOptions& options = Patient()) : BrokerFixture(options) {}

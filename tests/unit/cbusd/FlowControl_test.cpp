@@ -27,14 +27,14 @@ class Flow : public testing::Test {
 }  // namespace
 
 TEST_F(Flow, HoldsNobodyUpToTheLimit) {
-    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 40);
+    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 40, 0);
 
     EXPECT_FALSE(m_flow.is_held(kWriter));
     EXPECT_THAT(m_flow.take_changed(), IsEmpty());
 }
 
 TEST_F(Flow, HoldsWhoWritesIntoAFullQueueUntilThatIsNearlyEmpty) {
-    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41);
+    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41, 0);
     EXPECT_TRUE(m_flow.is_held(kWriter));
     EXPECT_THAT(m_flow.take_changed(), testing::Contains(kWriter));
 
@@ -47,7 +47,7 @@ TEST_F(Flow, HoldsWhoWritesIntoAFullQueueUntilThatIsNearlyEmpty) {
 }
 
 TEST_F(Flow, DoesNotHoldTheReceiverOrABystander) {
-    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41);
+    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41, 0);
 
     EXPECT_FALSE(m_flow.is_held(kReceiver));
     EXPECT_FALSE(m_flow.is_held(kOther));
@@ -56,8 +56,8 @@ TEST_F(Flow, DoesNotHoldTheReceiverOrABystander) {
 }
 
 TEST_F(Flow, HoldsAWriterUntilAllOfItsReceiversHaveTakenTheirs) {
-    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41);
-    m_flow.note_written(kWriter, kOther, Kind::kOther, 41);
+    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41, 0);
+    m_flow.note_written(kWriter, kOther, Kind::kOther, 41, 0);
 
     m_flow.note_taken(kReceiver, 0);
     EXPECT_TRUE(m_flow.is_held(kWriter));
@@ -67,7 +67,7 @@ TEST_F(Flow, HoldsAWriterUntilAllOfItsReceiversHaveTakenTheirs) {
 }
 
 TEST_F(Flow, ListensToWhoOwesSomebodyElseAReply) {
-    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41);
+    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41, 0);
     EXPECT_THAT(m_flow.take_changed(), testing::Contains(kWriter));
 
     Ask(kOther, kWriter);
@@ -77,7 +77,7 @@ TEST_F(Flow, ListensToWhoOwesSomebodyElseAReply) {
 }
 
 TEST_F(Flow, DoesNotListenForTheSakeOfTheReceiverItself) {
-    m_flow.note_written(kWriter, kReceiver, Kind::kReply, 41);
+    m_flow.note_written(kWriter, kReceiver, Kind::kReply, 41, 0);
 
     Ask(kReceiver, kWriter);
 
@@ -85,8 +85,8 @@ TEST_F(Flow, DoesNotListenForTheSakeOfTheReceiverItself) {
 }
 
 TEST_F(Flow, ListensToTwoThatFillEachOthersQueues) {
-    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41);
-    m_flow.note_written(kReceiver, kWriter, Kind::kOther, 41);
+    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41, 0);
+    m_flow.note_written(kReceiver, kWriter, Kind::kOther, 41, 0);
 
     EXPECT_FALSE(m_flow.is_held(kWriter));
     EXPECT_FALSE(m_flow.is_held(kReceiver));
@@ -94,7 +94,7 @@ TEST_F(Flow, ListensToTwoThatFillEachOthersQueues) {
 
 TEST_F(Flow, HoldsEverybodyOnAReceiverThatIsOverTheUpperLimitUntilItIsWellBelow) {
     Ask(kOther, kWriter);
-    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 161);
+    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 161, 0);
     EXPECT_TRUE(m_flow.is_held(kWriter));
 
     m_flow.note_taken(kReceiver, 81);
@@ -105,7 +105,7 @@ TEST_F(Flow, HoldsEverybodyOnAReceiverThatIsOverTheUpperLimitUntilItIsWellBelow)
 }
 
 TEST_F(Flow, NamesWhoDoesNotTakeItsRepliesWhileOthersWait) {
-    m_flow.note_written(kWriter, kReceiver, Kind::kReply, 161);
+    m_flow.note_written(kWriter, kReceiver, Kind::kReply, 161, 0);
     EXPECT_FALSE(m_flow.receiver_in_the_way_of(kWriter));
 
     Ask(kOther, kWriter);
@@ -116,14 +116,14 @@ TEST_F(Flow, NamesWhoDoesNotTakeItsRepliesWhileOthersWait) {
 TEST_F(Flow, NamesNobodyWhoWasSentSignals) {
     Ask(kOther, kWriter);
 
-    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 161);
+    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 161, 0);
 
     EXPECT_FALSE(m_flow.receiver_in_the_way_of(kWriter));
 }
 
 TEST_F(Flow, ForgetsAClientOnBothSides) {
-    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41);
-    m_flow.note_written(kOther, kWriter, Kind::kOther, 41);
+    m_flow.note_written(kWriter, kReceiver, Kind::kOther, 41, 0);
+    m_flow.note_written(kOther, kWriter, Kind::kOther, 41, 0);
 
     m_flow.remove_client(kWriter);
 
