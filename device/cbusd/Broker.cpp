@@ -91,10 +91,8 @@ void Broker::remove_gone_clients() {
 
 // What a client is for others ends when it takes nothing more; what it has sent may still be on its way.
 void Broker::forget(ClientId id) {
-    m_filters.remove_client(id);
-    m_providers.remove_client(id);
+    m_routes.remove_client(id);
     m_monitors.remove(id);
-    m_silent.erase(id);
     m_flow.remove_receiver(id);
     m_slow.remove(id);
     m_pending.drop_origin(id);
@@ -114,9 +112,13 @@ void Broker::remove_client(ClientId id) {
     m_clients.erase(client);
 }
 
-void Broker::on_message(ClientConnection& client, const BusMessage& message) {
+bool Broker::on_message(ClientConnection& client, const BusMessage& message) {
+    m_routes.note_heard(client.id());
+    if (m_flow.is_any_over() && block_without_room(client.id(), message)) {
+        settle_holds();
+        return false;
+    }
     ++m_counters.messages;
-    m_silent.erase(client.id());
     switch (message.header.type) {
         case CBUS_SIGNAL:
             ++m_counters.signals;
@@ -131,20 +133,32 @@ void Broker::on_message(ClientConnection& client, const BusMessage& message) {
             handle_reply(client, message);
     }
     settle_holds();
+    return true;
+}
+
+// Without this each of many writers would have one message of its own beyond the upper limit.
+bool Broker::block_without_room(ClientId client, const BusMessage& message) {
+    bool is_blocked = false;
+    for (const ClientId id : m_routes.receivers_of(client, message)) {
+        const ClientConnection* receiver = find(id);
+        if (m_flow.is_over(id) && receiver != nullptr && receiver->is_listening()) {
+            const Kind kind = message.header.type == CBUS_REPLY ? Kind::kReply : Kind::kOther;
+            m_flow.note_written(client, id, kind, receiver->waiting_bytes(), px_time_ms());
+            is_blocked = true;
+        }
+    }
+    return is_blocked;
 }
 
 void Broker::handle_signal(ClientConnection& client, const BusMessage& message) {
-    const bool is_filter = message.name == "cbus.filter";
-    const bool is_provide = message.name == "cbus.provide";
-    const bool is_monitor = message.name == "cbus.monitor";
-    if (!is_filter && !is_provide && !is_monitor) {
+    if (!is_control_signal(message.name)) {
         forward_signal(client, message);
         return;
     }
     m_monitors.copy(client.id(), kBrokerId, message.header, message.body);
-    if (is_filter) {
+    if (message.name == "cbus.filter") {
         handle_filter(client, text_of(message));
-    } else if (is_provide) {
+    } else if (message.name == "cbus.provide") {
         handle_provide(client, text_of(message));
     } else {
         handle_monitor(client);
@@ -153,14 +167,14 @@ void Broker::handle_signal(ClientConnection& client, const BusMessage& message) 
 
 void Broker::handle_filter(ClientConnection& client, std::string_view text) {
     if (text.starts_with('-')) {
-        m_filters.remove(text.substr(1), client.id());
-    } else if (client.is_listening() && !m_filters.add(text, client.id())) {
+        m_routes.filters().remove(text.substr(1), client.id());
+    } else if (client.is_listening() && !m_routes.filters().add(text, client.id())) {
         client.refuse("too many filters, or too long a one");
     }
 }
 
 void Broker::handle_provide(ClientConnection& client, std::string_view text) {
-    if (client.is_listening() && !m_providers.add(text, client.id())) {
+    if (client.is_listening() && !m_routes.providers().add(text, client.id())) {
         client.refuse("too many provided names, or too long a one");
     }
 }
@@ -179,14 +193,11 @@ void Broker::handle_monitor(ClientConnection& client) {
 }
 
 void Broker::forward_signal(const ClientConnection& client, const BusMessage& message) {
-    bool is_received = false;
-    for (const ClientId receiver : m_filters.holders_of_beginning(message.name)) {
-        if (receiver != client.id()) {
-            is_received = true;
-            deliver({client.id(), receiver, Kind::kOther}, message.header, message.body);
-        }
+    const std::vector<ClientId> receivers = m_routes.receivers_of(client.id(), message);
+    for (const ClientId receiver : receivers) {
+        deliver({client.id(), receiver, Kind::kOther}, message.header, message.body);
     }
-    if (!is_received) {
+    if (receivers.empty()) {
         m_monitors.copy(client.id(), kBrokerId, message.header, message.body);
     }
 }
@@ -194,15 +205,13 @@ void Broker::forward_signal(const ClientConnection& client, const BusMessage& me
 void Broker::handle_request(const ClientConnection& client, const BusMessage& message) {
     PendingRequest request{client.id(), kBrokerId, message.header, {}, px_time_ms()};
     request.name.assign(message.body.data(), message.header.nlen);
-    const bool is_for_broker = message.name == "cbus.status";
-    const auto provider = is_for_broker ? std::nullopt : m_providers.first_holder_of_path(message.name);
-    if (provider && !m_silent.contains(*provider)) {
+    if (const auto provider = m_routes.provider_of(message.name)) {
         request.provider = *provider;
         forward_request(std::move(request), message);
         return;
     }
     m_monitors.copy(client.id(), kBrokerId, message.header, message.body);
-    if (is_for_broker) {
+    if (is_broker_request(message.name)) {
         reply_status(request);
     } else {
         reply_empty(request);
@@ -264,7 +273,8 @@ void Broker::answer_expired() {
     const uint32_t now_ms = px_time_ms();
     for (const PendingRequest& request : m_pending.take_expired(now_ms, m_options.reply_timeout_ms)) {
         const ClientConnection* provider = find(request.provider);
-        if (provider != nullptr && !provider->is_held() && m_silent.insert(request.provider).second) {
+        if (provider != nullptr && !provider->was_held_since(request.sent_ms) &&
+            m_routes.note_silent(request.provider)) {
             logger_function(5, kModule, "client %u has not answered '%s' of client %u in time",
                             request.provider, text_for_log(request.name.c_str()).c_str(), request.origin);
         }
@@ -371,14 +381,15 @@ BusStatus Broker::status() const {
     const auto uptime = std::chrono::steady_clock::now() - m_start;
     BusStatus status{static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(uptime).count()),
                      {},
-                     m_providers.all(),
+                     m_routes.providers().all(),
                      m_counters};
     status.counters.refused_clients = m_admission.refused_count();
     for (const auto& [id, client] : m_clients) {
         const PeerIdentity& peer = client->peer();
         status.clients.push_back({id, peer.pid, peer.uid == kUnknownUser ? -1 : int64_t{peer.uid},
-                                  peer.program, m_filters.texts_of(id), m_providers.texts_of(id),
-                                  client->waiting_bytes(), client->messages_in(), client->messages_out()});
+                                  peer.program, m_routes.filters().texts_of(id),
+                                  m_routes.providers().texts_of(id), client->waiting_bytes(),
+                                  client->messages_in(), client->messages_out()});
     }
     std::sort(status.clients.begin(), status.clients.end(),
               [](const ClientStatus& a, const ClientStatus& b) { return a.id < b.id; });

@@ -15,8 +15,8 @@
 #include "device/cbusd/ClientConnection.h"
 #include "device/cbusd/FlowControl.h"
 #include "device/cbusd/Monitors.h"
-#include "device/cbusd/NameTable.h"
 #include "device/cbusd/PendingRequests.h"
+#include "device/cbusd/Routes.h"
 #include "device/cbusd/SlowReceivers.h"
 #include "device/cbusd/bus_status.h"
 #include "src/base/owners.h"
@@ -61,7 +61,7 @@ class Broker final : private ClientConnection::Owner {
     static void on_reap(evutil_socket_t, short, void* self) noexcept;
     static void on_deadline(evutil_socket_t, short, void* self) noexcept;
     static void on_check(evutil_socket_t, short, void* self) noexcept;
-    void on_message(ClientConnection& client, const BusMessage& message) override;
+    bool on_message(ClientConnection& client, const BusMessage& message) override;
     void on_taken(ClientConnection& client) override;
     void on_left(ClientConnection& client) override;
     void on_closed(ClientConnection& client) override;
@@ -70,6 +70,7 @@ class Broker final : private ClientConnection::Owner {
     void remove_gone_clients();
     void forget(ClientId id);
     void remove_client(ClientId id);
+    bool block_without_room(ClientId client, const BusMessage& message);
     void handle_signal(ClientConnection& client, const BusMessage& message);
     void handle_filter(ClientConnection& client, std::string_view text);
     void handle_provide(ClientConnection& client, std::string_view text);
@@ -99,10 +100,8 @@ class Broker final : private ClientConnection::Owner {
     // Still in m_clients, for a turn of theirs may still run.
     std::vector<ClientId> m_left;
     std::vector<ClientId> m_closed;
-    NameTable m_filters;
-    NameTable m_providers;
     PendingRequests m_pending;
-    std::unordered_set<ClientId> m_silent;  // providers that let a request run out, and nothing came since
+    Routes m_routes{m_pending};
     std::unordered_set<ClientId> m_told_not_to_monitor;  // one log line each
     FlowControl m_flow;
     SlowReceivers m_slow;

@@ -65,8 +65,12 @@ void ClientConnection::handle_messages() {
         switch (m_reader.next(message)) {
             case MessageReader::Result::kMessage:
                 ++m_messages_in;
+                if (!m_owner.on_message(*this, message)) {
+                    --m_messages_in;
+                    m_reader.put_back(message);
+                    return;
+                }
                 has_handled_some = true;
-                m_owner.on_message(*this, message);
                 break;
             case MessageReader::Result::kIncomplete:
                 note_incomplete(has_handled_some);
@@ -122,11 +126,17 @@ void ClientConnection::resume() {
     }
     // The time in which we did not read is not the client's.
     m_has_incomplete = false;
+    m_resumed_ms = px_time_ms();
     event_add(m_read_event.get(), nullptr);
     if (m_reader.pending_bytes() > 0) {
         const timeval next_turn{0, 0};
         event_add(m_backlog_event.get(), &next_turn);
     }
+}
+
+bool ClientConnection::was_held_since(uint32_t since_ms) const {
+    const uint32_t now_ms = px_time_ms();
+    return m_is_held || (m_resumed_ms && now_ms - *m_resumed_ms <= now_ms - since_ms);
 }
 
 void ClientConnection::check(uint32_t now_ms, uint32_t message_time_ms) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -15,7 +16,8 @@
 // ClientConnection: one client's socket: messages in, messages out.
 // Owns:      the socket and its events.
 // Borrows:   the loop and the owner; both outlive this object.
-// Callbacks: on_message for each message in order of arrival; on_taken when some of what waited went out; on_left at
+// Callbacks: on_message for each message in order of arrival; one that it answers false for was not handled, and comes
+//            again when the client, which is held now, is resumed; on_taken when some of what waited went out; on_left at
 //            most once, when the client takes nothing more: what it has sent is still read to its end; on_closed once,
 //            when that has been read or the connection was ended. None may destroy the connection: the owner does
 //            that later, from the loop.
@@ -24,7 +26,7 @@ class ClientConnection {
   public:
     class Owner {
       public:
-        virtual void on_message(ClientConnection& client, const BusMessage& message) = 0;
+        [[nodiscard]] virtual bool on_message(ClientConnection& client, const BusMessage& message) = 0;
         virtual void on_taken(ClientConnection& client) = 0;
         virtual void on_left(ClientConnection& client) = 0;
         virtual void on_closed(ClientConnection& client) = 0;
@@ -56,7 +58,8 @@ class ClientConnection {
     // While it is held nothing is read from the client and no message handled; either call may be repeated.
     void hold();
     void resume();
-    [[nodiscard]] bool is_held() const { return m_is_held; }
+    // At any time since then, in milliseconds of px_time_ms().
+    [[nodiscard]] bool was_held_since(uint32_t since_ms) const;
 
     // To be called now and then: ends a connection whose message has not become complete in time, and notices that a
     // held client has gone. Milliseconds of px_time_ms().
@@ -79,6 +82,7 @@ class ClientConnection {
     MessageReader m_reader;
     OutputQueue m_output;
     bool m_is_held = false;
+    std::optional<uint32_t> m_resumed_ms;
     bool m_has_left = false;
     bool m_was_refused = false;
     bool m_has_incomplete = false;

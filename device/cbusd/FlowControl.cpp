@@ -101,6 +101,16 @@ bool FlowControl::is_held(ClientId client) const {
     return !m_receivers.contains(client) && !owes_others(client, receivers);
 }
 
+bool FlowControl::is_over(ClientId receiver) const {
+    const auto full = m_receivers.find(receiver);
+    return full != m_receivers.end() && full->second.level == Level::kOver;
+}
+
+bool FlowControl::is_any_over() const {
+    return std::any_of(m_receivers.begin(), m_receivers.end(),
+                       [](const auto& entry) { return entry.second.level == Level::kOver; });
+}
+
 bool FlowControl::is_blocked_on(ClientId client, ClientId receiver) const {
     const auto full = m_receivers.find(receiver);
     return full != m_receivers.end() && full->second.writers.contains(client);
@@ -146,11 +156,6 @@ uint64_t FlowControl::time_to_empty_ms(const Receiver& receiver, uint32_t time_m
 
 std::set<ClientId> FlowControl::take_changed() {
     return std::exchange(m_changed, {});
-}
-
-bool FlowControl::is_over(ClientId receiver) const {
-    const auto full = m_receivers.find(receiver);
-    return full != m_receivers.end() && full->second.level == Level::kOver;
 }
 
 bool FlowControl::owes_others(ClientId client, const std::map<ClientId, Kind>& receivers) const {

@@ -37,7 +37,7 @@ class FlowControl {
 
     [[nodiscard]] const Limits& limits() const { return m_limits; }
 
-    // `writer` has sent something to `receiver`, for which so much waits now.
+    // `writer` has sent something to `receiver`, for which so much waits now, or is about to: see is_over().
     void note_written(ClientId writer, ClientId receiver, Kind kind, size_t waiting_bytes, uint32_t now_ms);
     // The receiver has taken something.
     void note_taken(ClientId receiver, size_t waiting_bytes) { note_level(receiver, waiting_bytes); }
@@ -51,6 +51,9 @@ class FlowControl {
     void restart(ClientId receiver, uint32_t now_ms);
 
     [[nodiscard]] bool is_held(ClientId client) const;
+    // So much waits for the receiver that whatever comes next has to stay with who sent it.
+    [[nodiscard]] bool is_over(ClientId receiver) const;
+    [[nodiscard]] bool is_any_over() const;
     [[nodiscard]] bool is_blocked_on(ClientId client, ClientId receiver) const;
     [[nodiscard]] bool is_holding_somebody(ClientId receiver) const;
     // The receiver that does not take its own replies, by which the others who wait for this provider are kept from
@@ -75,7 +78,6 @@ class FlowControl {
 
     void note_level(ClientId receiver, size_t waiting_bytes);
     void set_level(ClientId receiver, Level level);
-    [[nodiscard]] bool is_over(ClientId receiver) const;
     [[nodiscard]] uint64_t time_to_empty_ms(const Receiver& receiver, uint32_t time_ms) const;
     [[nodiscard]] bool owes_others(ClientId client, const std::map<ClientId, Kind>& receivers) const;
 

@@ -33,6 +33,8 @@ class MessageReader {
 
     // The next complete message, valid until room() is called.
     [[nodiscard]] Result next(BusMessage& message);
+    // The message that next() gave last is the next one again.
+    void put_back(const BusMessage& message) { m_begin -= kCbusHeaderBytes + message.body.size(); }
 
   private:
     void make_room();

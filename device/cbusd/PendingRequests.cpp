@@ -7,35 +7,52 @@ namespace {
 
 // 0 is what a provider sends that does not carry the tag through; it must match nothing.
 constexpr size_t kTags = UINT16_MAX;
+constexpr size_t kClients = 256;
+constexpr size_t kSharedTags = kTags - kClients * PendingRequests::kGuaranteedPerOrigin;
 
 }  // namespace
 
 std::optional<uint16_t> PendingRequests::add(PendingRequest request) {
-    const auto origin = m_per_origin.find(request.origin);
-    if (m_by_tag.size() >= kTags || (origin != m_per_origin.end() && origin->second >= kMaxPerOrigin)) {
+    if (!has_room_for(request)) {
         return std::nullopt;
     }
     do {
         ++m_last_tag;
     } while (m_last_tag == 0 || m_by_tag.contains(m_last_tag));
-    ++m_per_origin[request.origin];
+    Share& share = m_per_origin[request.origin];
+    if (++share.requests > kGuaranteedPerOrigin) {
+        ++m_beyond_guaranteed;
+    }
+    share.name_bytes += request.name.size();
     ++m_per_pair[{request.provider, request.origin}];
     m_by_age.push_back({m_last_tag, std::move(request)});
     m_by_tag.emplace(m_last_tag, std::prev(m_by_age.end()));
     return m_last_tag;
 }
 
-std::optional<PendingRequest> PendingRequests::take(ClientId provider, const cbus_header_t& reply) {
+bool PendingRequests::has_room_for(const PendingRequest& request) const {
+    const auto origin = m_per_origin.find(request.origin);
+    const Share share = origin != m_per_origin.end() ? origin->second : Share{};
+    const bool is_guaranteed = share.requests < kGuaranteedPerOrigin;
+    return m_by_tag.size() < kTags && share.requests < kMaxPerOrigin &&
+           (is_guaranteed || m_beyond_guaranteed < kSharedTags) &&
+           share.name_bytes + request.name.size() <= kMaxNameBytesPerOrigin;
+}
+
+const PendingRequest* PendingRequests::find(ClientId provider, const cbus_header_t& reply) const {
     const auto found = m_by_tag.find(reply.reserved);
     if (found == m_by_tag.end()) {
-        return std::nullopt;
+        return nullptr;
     }
     const PendingRequest& request = found->second->request;
-    if (request.provider != provider || request.header.seqn != reply.seqn ||
-        request.header.src != reply.src) {
-        return std::nullopt;
-    }
-    return remove(found->second);
+    const bool is_answered =
+        request.provider == provider && request.header.seqn == reply.seqn && request.header.src == reply.src;
+    return is_answered ? &request : nullptr;
+}
+
+std::optional<PendingRequest> PendingRequests::take(ClientId provider, const cbus_header_t& reply) {
+    return find(provider, reply) != nullptr ? std::optional(remove(m_by_tag.at(reply.reserved)))
+                                            : std::nullopt;
 }
 
 std::vector<PendingRequest> PendingRequests::take_expired(uint32_t now_ms, uint32_t timeout_ms) {
@@ -84,7 +101,11 @@ PendingRequest PendingRequests::remove(Entries::iterator entry) {
     m_by_tag.erase(entry->tag);
     m_by_age.erase(entry);
     const auto origin = m_per_origin.find(request.origin);
-    if (--origin->second == 0) {
+    origin->second.name_bytes -= request.name.size();
+    if (origin->second.requests > kGuaranteedPerOrigin) {
+        --m_beyond_guaranteed;
+    }
+    if (--origin->second.requests == 0) {
         m_per_origin.erase(origin);
     }
     const auto pair = m_per_pair.find({request.provider, request.origin});

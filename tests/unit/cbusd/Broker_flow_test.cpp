@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "BusFlowFixture.h"
 
@@ -17,6 +19,40 @@ class BusMessageTime : public BusFlow {
         return options;
     }
     BusMessageTime() : BusFlow(ShortMessages()) {}
+};
+
+// With smaller queues, which are full long before the time is over.
+class BusShortReplyTime : public BusFlow {
+  protected:
+    static BrokerOptions ShortReplies() {
+        BrokerOptions options = Patient();
+        options.reply_timeout_ms = 500;
+        options.flow = {kMebi / 8, kMebi / 2, kMebi, 2 * kMebi};
+        return options;
+    }
+    BusShortReplyTime() : BusFlow(ShortReplies()) {
+        Provide(m_writer, "config");
+        Filter(m_receiver, "s");
+    }
+
+    // Until the provider is not read, though it owes a reply.
+    void AskAndFill() {
+        m_origin.Send(m_request);
+        EXPECT_EQ(Receive(m_writer).name, m_request.name);
+        Flood changes(m_writer, Signal("s", kMebi), 3);
+        PushUntilStuck(changes);
+        EXPECT_TRUE(changes.IsDone());
+    }
+    // It was not the provider's silence, so it is asked again.
+    void ExpectNoBlame() {
+        EXPECT_EQ(Receive(m_origin), ReplyTo(m_request, 0));
+        EXPECT_EQ(m_log.lines(), std::vector<std::string>{});
+        m_origin.Send(m_request);
+        EXPECT_EQ(Receive(m_writer).name, m_request.name);
+    }
+
+    const WireMessage m_request{2, 0, 7, 0, "config.read", ""};
+    BusPeer m_origin = Connect();
 };
 
 }  // namespace
@@ -172,6 +208,65 @@ TEST_F(BusFlow, WhoDoesNotTakeItsRepliesDoesNotKeepOthersFromTheirs) {
                 ElementsAre(HasSubstr("does not take its replies while others wait for theirs")));
 }
 
+TEST_F(BusFlow, NoMoreWaitsForAReceiverThanTheUpperLimitAndOneMessageHoweverManyWriteToIt) {
+    Filter(m_receiver, "s");
+    BusPeer asker = Connect();
+    constexpr int kWriters = 12;
+    std::vector<BusPeer> writers;
+    std::vector<Flood> floods;
+    writers.reserve(kWriters);
+    for (int i = 0; i < kWriters; ++i) {
+        writers.push_back(Connect());
+        floods.emplace_back(writers.back(), Signal("s", 7 * kMebi), 1);
+        PushUntilStuck(floods.back());
+    }
+
+    EXPECT_GT(QueuedFor(2, asker), 16 * kMebi);
+    EXPECT_LE(QueuedFor(2, asker), 24 * kMebi);
+
+    for (int i = 0; i < kWriters; ++i) {
+        size_t left = Bytes(Signal("s", 7 * kMebi)).size();
+        while (left > 0) {
+            ASSERT_TRUE(RunUntil([&] {
+                std::for_each(floods.begin(), floods.end(), [](Flood& flood) { flood.Push(); });
+                return m_receiver.IsReadable();
+            }));
+            socket_set_blocking(m_receiver.fd(), false);
+            left -= m_receiver.ReceiveBytes(std::min(left, size_t{65536})).size();
+        }
+    }
+    EXPECT_EQ(m_log.lines(), std::vector<std::string>{});
+}
+
+TEST_F(BusFlow, AReplyWaitsAsWellForRoomInTheQueueOfItsOrigin) {
+    BusPeer asker = Connect();
+    constexpr int kProviders = 6;
+    std::vector<BusPeer> providers;
+    std::vector<Flood> floods;
+    providers.reserve(kProviders);
+    for (int i = 0; i < kProviders; ++i) {
+        const std::string name = "p" + std::to_string(i);
+        providers.push_back(Connect());
+        Provide(providers.back(), name);
+        m_writer.Send(WireMessage{2, 0, 0, 0, name, ""});
+        floods.emplace_back(providers.back(), ReplyTo(Receive(providers.back()), 7 * kMebi), 1);
+    }
+    for (Flood& flood : floods) {
+        PushUntilStuck(flood);
+    }
+
+    EXPECT_GT(QueuedFor(1, asker), 16 * kMebi);
+    EXPECT_LE(QueuedFor(1, asker), 24 * kMebi);
+
+    size_t left = 6 * Bytes({3, 0, 0, 0, "p0", std::string(7 * kMebi, 'r')}).size();
+    socket_set_blocking(m_writer.fd(), false);
+    EXPECT_TRUE(RunUntil([&] {
+        std::for_each(floods.begin(), floods.end(), [](Flood& flood) { flood.Push(); });
+        left -= m_writer.ReceiveBytes(std::min(left, size_t{65536})).size();
+        return left == 0;
+    }));
+}
+
 TEST_F(BusFlow, WhoAsksWithoutEndAndTakesNoReplyIsNoLongerRead) {
     Flood questions(m_writer, WireMessage{2, 0, 0, 0, std::string(60'000, 'n'), ""});
 
@@ -254,4 +349,18 @@ TEST_F(BusMessageTime, TheTimeInWhichAWriterIsNotReadDoesNotCount) {
     EXPECT_EQ(m_broker->client_count(), 2u);
     Take(m_receiver, 4 * kMebi);
     EXPECT_TRUE(RunUntil([&] { return flood.Push(); }));
+}
+
+TEST_F(BusShortReplyTime, IsNotTheFaultOfAProviderThatIsNotRead) {
+    AskAndFill();
+
+    ExpectNoBlame();
+}
+
+TEST_F(BusShortReplyTime, IsNotTheFaultOfAProviderThatWasNotReadForAPartOfIt) {
+    AskAndFill();
+
+    Take(m_receiver, 5 * kMebi / 2);
+
+    ExpectNoBlame();
 }

@@ -13,7 +13,7 @@ using testing::StartsWith;
 
 class BusStall : public BusFlow {
   protected:
-    BusStall() : BusFlow(Impatient()) {}
+    explicit BusStall(const BrokerOptions& options = Impatient()) : BusFlow(options) {}
 
     void FillWithMoreThanEightMebibytes() {
         Flood not_yet_full(m_writer, Signal("s", 4 * kMebi), 1);
@@ -23,6 +23,17 @@ class BusStall : public BusFlow {
         ASSERT_TRUE(not_yet_full.IsDone() && too_much.IsDone());
         socket_set_blocking(m_writer.fd(), true);
     }
+};
+
+// Time enough for one who takes a little now and then not to be taken for one who takes nothing.
+class BusLongerStall : public BusStall {
+  protected:
+    static BrokerOptions LessImpatient() {
+        BrokerOptions options = Patient();
+        options.slow.stalled_ms = 400;
+        return options;
+    }
+    BusLongerStall() : BusStall(LessImpatient()) {}
 };
 
 class BusHold : public BusFlow {
@@ -35,7 +46,7 @@ class BusHold : public BusFlow {
     explicit BusHold(const BrokerOptions& options = ShortHolding()) : BusFlow(options) {}
 };
 
-// Time enough for one who takes a little now and then not to be taken for one who takes nothing.
+// The same.
 class BusTrickle : public BusHold {
   protected:
     static BrokerOptions LongerHolding() {
@@ -79,13 +90,13 @@ TEST_F(BusStall, WhoTakesNothingWhileMoreThanEightMebibytesWaitIsDisconnectedWit
                     EndsWith(" bytes wait"))));
 }
 
-TEST_F(BusStall, WhoTakesALittleNowAndThenStays) {
+TEST_F(BusLongerStall, IsNotThatOfOneWhoTakesALittleNowAndThen) {
     Filter(m_receiver, "s");
     FillWithMoreThanEightMebibytes();
 
-    for (int i = 0; i < 10; ++i) {
-        RunFor(10);
-        Take(m_receiver, 300'000);
+    for (int i = 0; i < 24; ++i) {
+        RunFor(20);
+        Take(m_receiver, 120'000);
     }
 
     EXPECT_EQ(m_broker->client_count(), 2u);

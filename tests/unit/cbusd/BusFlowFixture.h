@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "BrokerFixture.h"
+#include "src/base/json_helpers.h"
 
 inline constexpr size_t kMebi = size_t{1} << 20;
 inline constexpr size_t kNever = SIZE_MAX;
@@ -99,6 +100,19 @@ class BusFlow : public BrokerFixture {
             }));
             ASSERT_EQ(peer.Receive().seqn, i);
         }
+    }
+    // What the broker tells `asker` that waits for a client.
+    size_t QueuedFor(ClientId id, BusPeer& asker) {
+        socket_set_blocking(asker.fd(), true);
+        asker.Send(WireMessage{2, 0, 0, 0, "cbus.status", ""});
+        const JsonPtr status = json_parse(Receive(asker).data.c_str());
+        const cJSON* client = nullptr;
+        cJSON_ArrayForEach(client, cJSON_GetObjectArray(status.get(), "clients")) {
+            if (cJSON_GetObjectNumber(client, "id")->valuedouble == id) {
+                return static_cast<size_t>(cJSON_GetObjectNumber(client, "queued_bytes")->valuedouble);
+            }
+        }
+        return 0;
     }
     // Requests numbered from 0.
     void Ask(BusPeer& origin, int count) {

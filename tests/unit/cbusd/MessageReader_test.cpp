@@ -87,6 +87,22 @@ TEST_F(MessageReading, RefusesALargerOneByItsHeader) {
     EXPECT_EQ(Feed(HeaderBytes({1, 0, 0, 0, 4, data_bytes})), Result::kMalformed);
 }
 
+TEST_F(MessageReading, GivesAMessageAgainThatWasPutBack) {
+    const std::string bytes = Bytes({1, 0, 0, 0, "a", "1"}) + Bytes({1, 0, 0, 0, "b", "2"});
+    std::copy(bytes.begin(), bytes.end(), m_reader.room().begin());
+    m_reader.commit(bytes.size());
+    BusMessage message;
+    ASSERT_EQ(m_reader.next(message), Result::kMessage);
+
+    m_reader.put_back(message);
+
+    EXPECT_EQ(m_reader.pending_bytes(), bytes.size());
+    for (const char* name : {"a", "b"}) {
+        ASSERT_EQ(m_reader.next(message), Result::kMessage);
+        EXPECT_EQ(message.name, name);
+    }
+}
+
 TEST_F(MessageReading, RefusesAnUnknownType) {
     EXPECT_EQ(Feed(HeaderBytes({4, 0, 0, 0, 0, 0})), Result::kMalformed);
 }

@@ -89,6 +89,42 @@ TEST(PendingRequestsTest, AnAnsweredRequestMakesRoomForItsOrigin) {
     EXPECT_TRUE(pending.add(Request()));
 }
 
+TEST(PendingRequestsTest, TheNamesOfOneOriginAreLimited) {
+    PendingRequests pending;
+    PendingRequest request = Request();
+    request.name.assign(PendingRequests::kMaxNameBytesPerOrigin / 16, 'n');
+    uint16_t tag = 0;
+    for (int i = 0; i < 16; ++i) {
+        tag = pending.add(request).value_or(0);
+        ASSERT_NE(tag, 0);
+    }
+
+    EXPECT_FALSE(pending.add(Request()));
+
+    EXPECT_TRUE(pending.add(Request(kOrigin + 1)));
+    ASSERT_TRUE(pending.take(kProvider, ReplyWith(tag)));
+    EXPECT_TRUE(pending.add(Request()));
+}
+
+TEST(PendingRequestsTest, AnOriginWithFewRequestsHasRoomHoweverManyOthersHave) {
+    PendingRequests pending;
+    uint16_t tag = 0;
+    for (ClientId greedy = 1; greedy <= 20; ++greedy) {
+        for (auto added = pending.add(Request(greedy)); added; added = pending.add(Request(greedy))) {
+            tag = greedy == 1 ? *added : tag;
+        }
+    }
+
+    for (size_t i = 0; i < PendingRequests::kGuaranteedPerOrigin; ++i) {
+        ASSERT_TRUE(pending.add(Request(100))) << i;
+    }
+    EXPECT_FALSE(pending.add(Request(100)));
+
+    ASSERT_TRUE(pending.take(kProvider, ReplyWith(tag)));
+    EXPECT_TRUE(pending.add(Request(100)));
+    EXPECT_FALSE(pending.add(Request(100)));
+}
+
 TEST(PendingRequestsTest, NothingIsAddedWhenEveryTagIsTaken) {
     PendingRequests pending;
     for (ClientId i = 0; i < 65535; ++i) {
