@@ -6,9 +6,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 #include "cbus/bus_address.h"
 #include "cbus/cbus.h"
+#include "device/program/service_notify.h"
 #include "runtime/fdloop_libevent.h"
 #include "runtime/logging.h"
 #include "src/base/owners.h"
@@ -27,11 +29,26 @@ void on_end_signal(evutil_socket_t, short, void*) noexcept {
 
 void on_rejoin_timer(void*, int, _fdloop_timer_t*) noexcept {}
 
-// Until a signal asks for the end (true) or the bus is gone (false).
-bool serve(const MakeUnitService& make_service, const UnitProgram& program) {
+void announce_stopping(std::optional<ServiceNotifier>& notifier) {
+    if (notifier) {
+        notifier->announce_stopping();
+        notifier.reset();
+    }
+}
+
+// Until a signal asks for the end (true) or the bus is gone (false). The service manager hears of the first service
+// alone, and of the end before the service has its last things to do.
+bool serve(const MakeUnitService& make_service, const UnitProgram& program,
+           std::optional<ServiceNotifier>& notifier) {
     const UnitService service = make_service(program);
+    if (!notifier && program.connection->socket >= 0) {
+        notifier.emplace(program.base);
+    }
     while (!end_is_asked && program.connection->socket >= 0) {
         fdloop_run(program.loop);
+    }
+    if (end_is_asked) {
+        announce_stopping(notifier);
     }
     return end_is_asked;
 }
@@ -79,10 +96,14 @@ int unit_program_run(const char* name, const MakeUnitService& make_service) {
         fprintf(stderr, "%s: no bus at '%s'\n", name, getenv("CBUS_ADDR"));
         return EXIT_FAILURE;
     }
-    while (connection != nullptr && !serve(make_service, {base.get(), loop.get(), connection.get()})) {
+    std::optional<ServiceNotifier> notifier;
+    while (connection != nullptr &&
+           !serve(make_service, {base.get(), loop.get(), connection.get()}, notifier)) {
         logger_function(4, name, "the bus is gone: joining it again");
         connection = await_bus(name, loop.get());
     }
+    // The end may have come while there was no bus.
+    announce_stopping(notifier);
     return EXIT_SUCCESS;
 }
 

@@ -11,7 +11,8 @@ struct _fdloop_t;
 struct event_base;
 
 // unit_program: what the programs of the unit that serve on the bus have in common: they log to standard output, end
-// on SIGTERM and SIGINT, and join the bus again when it was started anew.
+// on SIGTERM and SIGINT, join the bus again when it was started anew, and tell the service manager, if it asks for that
+// (see ServiceNotifier), once that they serve and that they end.
 // Threads: the main thread only.
 
 // -a, the address of the bus, and what makes the bus client take it (see bus_address_choose()).

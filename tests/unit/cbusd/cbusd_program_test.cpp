@@ -1,11 +1,8 @@
 #include <gmock/gmock.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -14,6 +11,7 @@
 #include "cbus/cbus_client.h"
 #include "cbus/socket_helpers.h"
 #include "tests/support/Program.h"
+#include "tests/support/ServiceManager.h"
 
 namespace {
 
@@ -92,33 +90,17 @@ TEST_F(BusProgram, IgnoresSighupWithALogLine) {
 }
 
 TEST_F(BusProgram, TellsTheServiceManagerOfItsStartItsLifeAndItsEnd) {
-    const std::string name = "cbusd-manager-" + std::to_string(getpid());
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    name.copy(address.sun_path + 1, sizeof address.sun_path - 1);
-    const UniqueFd manager(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const timeval limit{5, 0};
-    setsockopt(manager.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    ASSERT_EQ(bind(manager.get(), reinterpret_cast<sockaddr*>(&address), length), 0);
-    const auto hear = [&manager] {
-        char text[64];
-        const ssize_t n = recv(manager.get(), text, sizeof text, 0);
-        return std::string(text, n > 0 ? static_cast<size_t>(n) : 0);
-    };
-    m_environment = {{"NOTIFY_SOCKET", "@" + name}, {"WATCHDOG_USEC", "20000"}};
+    const std::string address = "@cbusd-manager-" + std::to_string(getpid());
+    const ServiceManager manager(address);
+    m_environment = {{"NOTIFY_SOCKET", address}, {"WATCHDOG_USEC", "20000"}};
     Program bus = Start({"-a", m_address});
 
-    EXPECT_EQ(hear(), "READY=1");
-    EXPECT_EQ(hear(), "WATCHDOG=1");
-    EXPECT_EQ(hear(), "WATCHDOG=1");
+    EXPECT_EQ(manager.Await(), "READY=1");
+    EXPECT_EQ(manager.Await(), "WATCHDOG=1");
+    EXPECT_EQ(manager.Await(), "WATCHDOG=1");
     bus.signal(SIGTERM);
-    std::string last = hear();
-    while (last == "WATCHDOG=1") {
-        last = hear();
-    }
 
-    EXPECT_EQ(last, "STOPPING=1");
+    EXPECT_EQ(manager.AwaitNews(), "STOPPING=1");
     EXPECT_EQ(bus.awaitEnd(), 0);
 }
 

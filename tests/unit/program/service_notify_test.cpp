@@ -1,21 +1,20 @@
 #include "device/program/service_notify.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ServiceManager.h"
 #include "tests/support/pump_until.h"
 
 namespace {
 
-// The service manager's end: a datagram socket, and the environment that names it.
+// The service manager, and the environment that names it.
 class Manager : public testing::Test {
   protected:
     ~Manager() override {
@@ -25,31 +24,18 @@ class Manager : public testing::Test {
         std::filesystem::remove(m_path);
     }
 
-    void ListenAt(std::string address) {
+    void ListenAt(const std::string& address) {
         setenv("NOTIFY_SOCKET", address.c_str(), 1);
-        sockaddr_un name{};
-        name.sun_family = AF_UNIX;
-        if (address[0] == '@') {
-            address[0] = '\0';
-        }
-        address.copy(name.sun_path, sizeof name.sun_path);
-        m_socket = UniqueFd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address.size());
-        ASSERT_EQ(bind(m_socket.get(), reinterpret_cast<sockaddr*>(&name), length), 0);
+        m_manager.emplace(address);
     }
-
     // The next datagram, empty when none has come.
-    std::string Hear() {
-        char text[100];
-        const ssize_t n = recv(m_socket.get(), text, sizeof text, 0);
-        return {text, n > 0 ? static_cast<size_t>(n) : 0};
-    }
+    std::string Hear() { return m_manager->Hear(); }
 
     CapturedLog m_log;
     std::string m_path = std::filesystem::temp_directory_path() / ("notify-" + std::to_string(getpid()));
     std::string m_abstract = "@notify-" + std::to_string(getpid());
     EventBasePtr m_base{event_base_new()};
-    UniqueFd m_socket;
+    std::optional<ServiceManager> m_manager;
 };
 
 }  // namespace
