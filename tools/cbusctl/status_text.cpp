@@ -6,15 +6,18 @@
 
 namespace {
 
-// Columns of numbers to the right, the text last.
+// Columns of numbers to the right, the text last. What the bus does not know, of a client over tcp, is a "-".
 std::string client_line(const BusStatus::Client& client, const Paint& paint) {
+    const std::string pid = client.pid > 0 ? std::to_string(client.pid) : "-";
+    const std::string uid = client.uid >= 0 ? std::to_string(client.uid) : "-";
     char numbers[160];
-    std::snprintf(numbers, sizeof numbers, "%4llu %7llu %5lld %10llu %10llu %10llu  ",
-                  static_cast<unsigned long long>(client.id), static_cast<unsigned long long>(client.pid),
-                  static_cast<long long>(client.uid), static_cast<unsigned long long>(client.messages_in),
+    std::snprintf(numbers, sizeof numbers, "%4llu %7s %5s %10llu %10llu %10llu  ",
+                  static_cast<unsigned long long>(client.id), pid.c_str(), uid.c_str(),
+                  static_cast<unsigned long long>(client.messages_in),
                   static_cast<unsigned long long>(client.messages_out),
                   static_cast<unsigned long long>(client.queued_bytes));
-    return numbers + paint(Paint::Colour::kName, text_printable(client.program));
+    return numbers +
+           paint(Paint::Colour::kName, client.program.empty() ? "-" : text_printable(client.program));
 }
 
 JsonPtr name_json(const BusStatus::Name& name) {

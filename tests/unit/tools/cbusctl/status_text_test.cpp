@@ -23,6 +23,13 @@ TEST(StatusLines, AreUptimeCountersAndATableOfClients) {
                             "   2      71  1000          0          0          0  web_app"));
 }
 
+TEST(StatusLines, ShowThatTheProcessAndUserOfAClientAreNotKnown) {
+    const BusStatus status =
+        bus_status_parse(R"({"clients": [{"id": 1, "pid": 0, "uid": -1, "program": ""}]})").value();
+
+    EXPECT_EQ(status_lines(status, Paint()).back(), "   1       -     -          0          0          0  -");
+}
+
 TEST(ListLines, AreNamesAndFiltersWithWhoHoldsThem) {
     EXPECT_THAT(list_lines(Status(), Paint()),
                 ElementsAre("name config configd/1 waiting web_app/2", "filter config.write configd/1"));
