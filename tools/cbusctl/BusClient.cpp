@@ -85,10 +85,16 @@ BusClient::Outcome BusClient::signal(const std::string& name, const std::string&
     return outcome;
 }
 
+BusClient::Outcome BusClient::ask(const std::string& name, const std::string& data, std::uint16_t& seqn) {
+    const Outcome outcome = send(CBUS_REQUEST, name, data);
+    seqn = m_next_seqn++;
+    return outcome;
+}
+
 BusClient::Outcome BusClient::call(const std::string& name, const std::string& data, BusMessage& reply) {
     const Deadline deadline = Clock::now() + kCallLimit;
-    Outcome outcome = send(CBUS_REQUEST, name, data);
-    const std::uint16_t seqn = m_next_seqn++;
+    std::uint16_t seqn = 0;
+    Outcome outcome = ask(name, data, seqn);
     while (outcome == Outcome::kOk) {
         BusMessage message;
         outcome = receive(deadline, message);

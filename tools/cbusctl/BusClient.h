@@ -33,6 +33,8 @@ class BusClient {
     [[nodiscard]] Outcome connect(const std::string& address);
     // Empty data sends none.
     [[nodiscard]] Outcome signal(const std::string& name, const std::string& data);
+    // Sends the request; its reply, for receive() to find, has the same `seqn`.
+    [[nodiscard]] Outcome ask(const std::string& name, const std::string& data, std::uint16_t& seqn);
     // Sends the request and waits for its reply, passing over everything else; `reply` is set with kOk alone.
     [[nodiscard]] Outcome call(const std::string& name, const std::string& data, BusMessage& reply);
     [[nodiscard]] Outcome receive(Deadline deadline, BusMessage& message);

@@ -4,7 +4,6 @@
 #include "src/base/owners.h"
 #include "src/base/printable_text.h"
 #include "tools/cbusctl/ConfigPayload.h"
-#include "tools/cbusctl/MonitorCopy.h"
 #include "tools/cbusctl/monitor_text.h"
 #include "tools/common/json_text.h"
 #include "tools/common/time_text.h"
@@ -69,13 +68,19 @@ ExitStatus Listener::run() {
 Outcome Listener::begin() {
     Outcome outcome = m_client.connect(m_command.bus);
     if (m_command.verb == Verb::kMonitor) {
-        outcome = outcome == Outcome::kOk ? learnClients() : outcome;
-        return outcome == Outcome::kOk ? m_client.signal("cbus.monitor", "") : outcome;
+        return outcome == Outcome::kOk ? beginToMonitor() : outcome;
     }
     for (const std::string& prefix : m_command.prefixes) {
         outcome = outcome == Outcome::kOk ? m_client.signal("cbus.filter", with_nul(prefix)) : outcome;
     }
     return outcome;
+}
+
+// The bus tells nobody that he may not monitor it. But whoever may gets a copy of what he asks before its answer.
+Outcome Listener::beginToMonitor() {
+    Outcome outcome = learnClients();
+    outcome = outcome == Outcome::kOk ? m_client.signal("cbus.monitor", "") : outcome;
+    return outcome == Outcome::kOk ? m_client.ask("cbus.status", "", m_question.emplace()) : outcome;
 }
 
 // Who comes later, and everybody on a bus that tells nothing, goes by the number alone.
@@ -90,6 +95,7 @@ Outcome Listener::learnClients() {
 
 void Listener::take(const BusMessage& message) {
     if (message.type != CBUS_SIGNAL) {
+        m_is_refused = message.type == CBUS_REPLY && message.seqn == m_question && !m_is_monitoring;
         return;
     }
     if (m_command.verb == Verb::kListen) {
@@ -105,9 +111,13 @@ void Listener::printSignal(const BusMessage& message) {
 }
 
 void Listener::printCopy(const BusMessage& message) {
+    m_is_monitoring = true;
     const std::optional<MonitorCopy> copy = monitor_copy_parse(message.data);
     if (!copy) {
         m_output.complain("a copy that is no message, " + std::to_string(message.data.size()) + " bytes");
+        return;
+    }
+    if (isOfOwnQuestion(*copy)) {
         return;
     }
     // Losses concern everybody, and are none of the messages that are counted.
@@ -123,17 +133,33 @@ void Listener::printCopy(const BusMessage& message) {
     }
 }
 
+bool Listener::isOfOwnQuestion(const MonitorCopy& copy) {
+    if (copy.name != "cbus.status" || copy.seqn != m_question) {
+        return false;
+    }
+    if (copy.type == CBUS_REQUEST && !m_self) {
+        m_self = copy.from;
+        return true;
+    }
+    return copy.type == CBUS_REPLY && copy.to == m_self;
+}
+
 void Listener::print(const std::string& line) {
     m_written = m_output.writeLine(line);
 }
 
 bool Listener::isDone() const {
-    return m_written != Output::Result::kWritten || (m_command.count && m_printed >= *m_command.count);
+    return m_is_refused || m_written != Output::Result::kWritten ||
+           (m_command.count && m_printed >= *m_command.count);
 }
 
 ExitStatus Listener::report(Outcome outcome) const {
     if (m_written == Output::Result::kFailed) {
         return ExitStatus::kUnreachable;
+    }
+    if (m_is_refused) {
+        m_output.complain("the bus does not let this user monitor it");
+        return ExitStatus::kRefused;
     }
     if (outcome == Outcome::kFailed) {
         m_output.complain(m_client.problem());

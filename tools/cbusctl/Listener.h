@@ -1,7 +1,11 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+
 #include "tools/cbusctl/BusClient.h"
 #include "tools/cbusctl/BusStatus.h"
+#include "tools/cbusctl/MonitorCopy.h"
 #include "tools/cbusctl/bus_data.h"
 #include "tools/cbusctl/command_line.h"
 #include "tools/common/Output.h"
@@ -16,15 +20,17 @@ class Listener {
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
 
-    // A timeout before the first message is kRefused: nothing was seen.
+    // A timeout before the first message is kRefused: nothing was seen. So is a bus that does not let us monitor it.
     [[nodiscard]] ExitStatus run();
 
   private:
     BusClient::Outcome begin();
+    BusClient::Outcome beginToMonitor();
     BusClient::Outcome learnClients();
     void take(const BusMessage& message);
     void printSignal(const BusMessage& message);
     void printCopy(const BusMessage& message);
+    [[nodiscard]] bool isOfOwnQuestion(const MonitorCopy& copy);
     void print(const std::string& line);
     [[nodiscard]] bool isDone() const;
     [[nodiscard]] ExitStatus report(BusClient::Outcome outcome) const;
@@ -34,6 +40,10 @@ class Listener {
     const DataForm m_form;
     BusClient m_client;
     BusStatus m_clients;
+    std::optional<std::uint16_t> m_question;  // asked right after the wish to monitor
+    std::optional<std::uint32_t> m_self;      // our id, once the question was copied
+    bool m_is_monitoring = false;
+    bool m_is_refused = false;
     int m_printed = 0;
     Output::Result m_written = Output::Result::kWritten;
 };

@@ -33,7 +33,8 @@ std::optional<MonitorCopy> monitor_copy_parse(std::string_view bytes) {
                        number_at<std::uint64_t>(bytes, 8),
                        header.type,
                        name,
-                       body.substr(cbus_pad4(header.nlen), header.dlen)};
+                       body.substr(cbus_pad4(header.nlen), header.dlen),
+                       header.seqn};
 }
 
 std::optional<std::uint32_t> monitor_copy_lost(const MonitorCopy& copy) {

@@ -13,6 +13,7 @@ struct MonitorCopy {
     std::uint8_t type = 0;      // cbus_type_t
     std::string_view name;      // up to its NUL
     std::string_view data;
+    std::uint16_t seqn = 0;  // the sender's count; of a reply that of its request
 };
 
 // Points into `bytes`, the data of a "cbus.monitor" signal. Nothing when they are no copy: too short, or not of the

@@ -53,6 +53,14 @@ class CbusctlBroker : public testing::Test {
         Start(arguments);
         Answer(kStatusText + "\0"s);
         EXPECT_EQ(m_peer.Receive().name, "cbus.monitor");
+        // The question by which it finds out whether it may: copied to it, as everything is from now on.
+        const WireMessage question = m_peer.Receive();
+        WireMessage answer = question;
+        answer.type = CBUS_REPLY;
+        answer.data = kStatusText;
+        Copy(9, 0, question);
+        m_peer.Send(answer);
+        Copy(0, 9, answer);
     }
     void Copy(uint32_t from, uint32_t to, const WireMessage& message) {
         m_peer.Send(
@@ -222,6 +230,29 @@ TEST_F(CbusctlBroker, AMonitorComplainsAboutWhatIsNoCopyAndGoesOn) {
     EXPECT_EQ(Status(), 0);
     EXPECT_EQ(Complaints(), "cbusctl: a copy that is no message, 3 bytes\n");
     EXPECT_THAT(Printed(), HasSubstr(" x 0\n"));
+}
+
+TEST_F(CbusctlBroker, AMonitorPrintsTheQuestionsOfOthers) {
+    Monitor({"--count", "2"});
+
+    Copy(7, 0, {CBUS_REQUEST, 7, 2, 0, "cbus.status", ""});
+    Copy(0, 7, {CBUS_REPLY, 7, 2, 0, "cbus.status", ""});
+
+    EXPECT_EQ(Status(), 0);
+    EXPECT_THAT(Printed(), MatchesRegex("[0-9T:.-]+ request 7 > bus cbus[.]status 0\n"
+                                        "[0-9T:.-]+ reply bus > 7 cbus[.]status 0\n"));
+}
+
+TEST_F(CbusctlBroker, AMonitorThatIsNotAcceptedIsStatusOne) {
+    Start({"monitor"});
+    Answer(kStatusText + "\0"s);
+    EXPECT_EQ(m_peer.Receive().name, "cbus.monitor");
+
+    Answer(kStatusText + "\0"s);
+
+    EXPECT_EQ(Status(), 1);
+    EXPECT_EQ(Printed(), "");
+    EXPECT_EQ(Complaints(), "cbusctl: the bus does not let this user monitor it\n");
 }
 
 TEST_F(CbusctlBroker, AMonitorThatSeesNothingInTimeIsStatusOne) {

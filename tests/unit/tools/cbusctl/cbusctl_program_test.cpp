@@ -169,3 +169,27 @@ TEST_F(Cbusctl, TheEndOfTheBusIsStatusThree) {
     EXPECT_EQ(Run(*program), 3);
     EXPECT_EQ(m_complaints, "cbusctl: the connection has ended\n");
 }
+
+TEST_F(Cbusctl, AUserWhoMayNotMonitorIsToldSo) {
+    const std::string become_nobody = "setpriv --reuid 65534 --clear-groups -- \"$TOOL\" ";
+    if (RunShell(become_nobody + "-h") != 0) {
+        GTEST_SKIP() << "cannot become somebody else who may run the program";
+    }
+    StopBus();
+    m_bus = Start(CBUSD_PROGRAM, {"-a", m_address, "--allow-user", "65534"});
+    ASSERT_TRUE(m_bus->awaitOutput("listening")) << m_bus->output();
+
+    EXPECT_EQ(RunShell(become_nobody + "monitor"), 1);
+
+    EXPECT_EQ(m_printed, "");
+    EXPECT_EQ(m_complaints, "cbusctl: the bus does not let this user monitor it\n");
+}
+
+TEST_F(Cbusctl, AMonitorOfAQuietBusPrintsNothingOfItsOwn) {
+    m_database.reset();
+
+    EXPECT_EQ(Run({"monitor", "--timeout", "1"}), 1);
+
+    EXPECT_EQ(m_printed, "");
+    EXPECT_EQ(m_complaints, "");
+}
