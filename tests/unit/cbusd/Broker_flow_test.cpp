@@ -8,8 +8,11 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 class BusMessageTime : public BusFlow {
   protected:
@@ -274,6 +277,47 @@ TEST_F(BusFlow, WhoAsksWithoutEndAndTakesNoReplyIsNoLongerRead) {
 
     EXPECT_LT(questions.taken(), 20 * kMebi);
     Settle(m_receiver);
+}
+
+TEST_F(BusFlow, AMonitorThatTakesNeitherCopiesNorItsOwnMessagesIsDisconnectedAndHoldsNobodyUp) {
+    Filter(m_receiver, "s");
+    m_receiver.Send(WireMessage{1, 0, 0, 0, "cbus.monitor", ""});
+    ASSERT_TRUE(RunUntil([&] {
+        m_writer.Send(WireMessage{1, 0, 0, 0, "is it one by now?", ""});
+        return m_receiver.IsReadable();
+    }));
+    Flood flood(m_writer, Signal(), 2000);
+
+    EXPECT_TRUE(RunUntil([&] {
+        flood.Push();
+        return m_broker->client_count() == 1;
+    }));
+
+    EXPECT_GT(flood.taken(), 8 * kMebi);
+    EXPECT_LT(flood.taken(), 20 * kMebi);
+    EXPECT_THAT(
+        m_log.lines(),
+        ElementsAre(AllOf(StartsWith("4 cbusd: " + Named(2) + " disconnected: is a monitor for which 16"),
+                          EndsWith(" bytes wait"))));
+    EXPECT_TRUE(RunUntil([&] {
+        flood.Push();
+        return flood.IsDone();
+    }));
+}
+
+TEST_F(BusFlow, AMonitorThatTakesNoCopiesStays) {
+    m_receiver.Send(WireMessage{1, 0, 0, 0, "cbus.monitor", ""});
+    Flood flood(m_writer, Signal(), 2000);
+
+    EXPECT_TRUE(RunUntil([&] {
+        flood.Push();
+        return flood.IsDone();
+    }));
+
+    BusPeer asker = Connect();
+    EXPECT_GT(QueuedFor(2, asker), 7 * kMebi);
+    EXPECT_LE(QueuedFor(2, asker), 8 * kMebi);
+    EXPECT_EQ(m_log.lines(), std::vector<std::string>{});
 }
 
 TEST_F(BusFlow, WhatAWriterHadSentWhenItWentStillArrives) {
