@@ -86,21 +86,10 @@ ApiClient::Outcome ApiClient::call(const ApiRequest& request, ApiResponse& respo
     return outcome;
 }
 
-ApiClient::Outcome ApiClient::awaitSocket(short events, Deadline deadline) {
-    switch (m_interruption.await(m_socket.get(), events, deadline)) {
-        case Interruption::Wakeup::kTimeLimit:
-            return Outcome::kTimeLimit;
-        case Interruption::Wakeup::kInterrupted:
-            return Outcome::kInterrupted;
-        case Interruption::Wakeup::kReady:
-            break;
-    }
-    return Outcome::kOk;
-}
-
 ApiClient::Outcome ApiClient::send(std::string_view text, Deadline deadline) {
     while (!text.empty()) {
-        if (const Outcome outcome = awaitSocket(POLLOUT, deadline); outcome != Outcome::kOk) {
+        if (const Outcome outcome = client_await(m_interruption, m_socket.get(), POLLOUT, deadline);
+            outcome != Outcome::kOk) {
             return outcome;
         }
         const ssize_t sent = ::send(m_socket.get(), text.data(), text.size(), MSG_NOSIGNAL);
@@ -114,7 +103,8 @@ ApiClient::Outcome ApiClient::send(std::string_view text, Deadline deadline) {
 }
 
 ApiClient::Outcome ApiClient::receive(Deadline deadline) {
-    if (const Outcome outcome = awaitSocket(POLLIN, deadline); outcome != Outcome::kOk) {
+    if (const Outcome outcome = client_await(m_interruption, m_socket.get(), POLLIN, deadline);
+        outcome != Outcome::kOk) {
         return outcome;
     }
     char piece[65536];

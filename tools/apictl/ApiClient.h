@@ -11,6 +11,7 @@
 #include "tools/apictl/ApiResponse.h"
 #include "tools/apictl/MessageSplitter.h"
 #include "tools/common/Interruption.h"
+#include "tools/common/client_outcome.h"
 
 struct ApiRequest {
     const char* method;  // "create", "read", "update" or "delete"
@@ -28,7 +29,7 @@ struct ApiRequest {
 //            for its database, and may do so for a request before ours.
 class ApiClient {
   public:
-    enum class Outcome { kOk, kTimeLimit, kInterrupted, kFailed };
+    using Outcome = ClientOutcome;
     using NotificationHandler = std::function<void(const cJSON& message)>;
 
     static constexpr std::size_t kMaxMessageBytes = std::size_t{16} << 20;
@@ -46,7 +47,6 @@ class ApiClient {
     [[nodiscard]] const std::string& problem() const { return m_problem; }
 
   private:
-    Outcome awaitSocket(short events, Deadline deadline);
     Outcome send(std::string_view text, Deadline deadline);
     Outcome takeMessages();
     void takeMessage(JsonPtr message);

@@ -24,18 +24,6 @@ BusClient::Outcome BusClient::fail(std::string problem) {
     return Outcome::kFailed;
 }
 
-BusClient::Outcome BusClient::await(short events, Deadline deadline) {
-    switch (m_interruption.await(m_socket.get(), events, deadline)) {
-        case Interruption::Wakeup::kTimeLimit:
-            return Outcome::kTimeLimit;
-        case Interruption::Wakeup::kInterrupted:
-            return Outcome::kInterrupted;
-        case Interruption::Wakeup::kReady:
-            break;
-    }
-    return Outcome::kOk;
-}
-
 BusClient::Outcome BusClient::connect(const std::string& address) {
     const std::string problem = "cannot reach the bus '" + address + "': ";
     const Deadline deadline = Clock::now() + kCallLimit;
@@ -51,7 +39,7 @@ BusClient::Outcome BusClient::connect(const std::string& address) {
         }
         m_socket.reset(socket_create_client_nonblocking(address.c_str()));
     }
-    const Outcome outcome = await(POLLOUT, deadline);
+    const Outcome outcome = client_await(m_interruption, m_socket.get(), POLLOUT, deadline);
     if (outcome == Outcome::kInterrupted) {
         return outcome;
     }
@@ -109,7 +97,8 @@ BusClient::Outcome BusClient::call(const std::string& name, const std::string& d
 }
 
 BusClient::Outcome BusClient::receive(Deadline deadline, BusMessage& message) {
-    if (const Outcome outcome = await(POLLIN, deadline); outcome != Outcome::kOk) {
+    if (const Outcome outcome = client_await(m_interruption, m_socket.get(), POLLIN, deadline);
+        outcome != Outcome::kOk) {
         return outcome;
     }
     cbus_rx_message_t received;

@@ -6,6 +6,7 @@
 
 #include "runtime/c_owner.h"
 #include "tools/common/Interruption.h"
+#include "tools/common/client_outcome.h"
 
 // A message as the bus delivered it.
 struct BusMessage {
@@ -23,7 +24,7 @@ struct BusMessage {
 //          another kMessageLimit while the rest of a message that has begun to move does not.
 class BusClient {
   public:
-    enum class Outcome { kOk, kTimeLimit, kInterrupted, kFailed };
+    using Outcome = ClientOutcome;
 
     static constexpr std::chrono::seconds kCallLimit{60};
     static constexpr std::chrono::seconds kMessageLimit{10};
@@ -43,7 +44,6 @@ class BusClient {
 
   private:
     Outcome send(std::uint8_t type, const std::string& name, const std::string& data);
-    Outcome await(short events, Deadline deadline);
     Outcome fail(std::string problem);
 
     const Interruption& m_interruption;
