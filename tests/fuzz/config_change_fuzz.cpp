@@ -1,46 +1,54 @@
 #include <cstdint>
 #include <cstring>
+#include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
-#include "cbus/cbus.h"
-#include "cbus/cbus_sock_impl.h"
-#include "config_client/config_client_api.h"
+#include "ClosedBus.h"
+#include "fuzz_check.h"
 
 namespace {
 
-unsigned looked_at = 0;
+struct Heard {
+    std::string key;
+    uint32_t type;
+    std::string value;
 
-void look_at(unsigned int count, const config_data_t* elements, void*) {
-    for (unsigned int i = 0; i < count; ++i) {
-        looked_at += static_cast<unsigned>(std::strlen(elements[i].key));
-        for (uint32_t n = 0; n < elements[i].length; ++n) {
-            looked_at += static_cast<const uint8_t*>(elements[i].value)[n];
-        }
+    bool operator==(const Heard&) const = default;
+};
+
+void hear(unsigned int count, const config_data_t* elements, void* context) {
+    for (const config_data_t& element : std::span(elements, count)) {
+        fuzz_check((element.value == nullptr) == (element.length == 0) && element.status == CONFIG_OK);
+        static_cast<std::vector<Heard>*>(context)->push_back(
+            {element.key, element.type, {static_cast<const char*>(element.value), element.length}});
     }
 }
 
-// A client record on a bus that is gone: signals are put in by hand.
-_cbus_conn_t& closed_connection() {
-    static _cbus_conn_t connection;
-    static cbus_client_t client{};
-    static const bool prepared = [] {
-        connection.rx = &client.rx;
-        config_init_cbus(&connection, nullptr);
-        config_change_register("", look_at, nullptr);
-        config_change_register("cfg.api.", look_at, nullptr);
+std::vector<Heard> all;
+std::vector<Heard> of_prefix;
+constexpr std::string_view kPrefix = "cfg.api.";
+
+ClosedBus& bus() {
+    static ClosedBus closed;
+    static const bool is_registered = [] {
+        config_change_register("", hear, &all);
+        config_change_register(kPrefix.data(), hear, &of_prefix);
         return true;
     }();
-    static_cast<void>(prepared);
-    return connection;
+    static_cast<void>(is_registered);
+    return closed;
 }
 
 }  // namespace
 
+// The data of a change signal: who listens to a prefix hears of exactly those keys that begin with it, in their order.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    // As the bus connection hands it over: zeros behind the data.
-    std::vector<uint8_t> payload(data, data + size);
-    payload.resize(((size + 3) & ~size_t{3}) + kCbusRxSlackBytes);
-    _cbus_conn_t& connection = closed_connection();
-    connection.rx->on_signal(&connection, "config.change.cfg", payload.data(), static_cast<uint32_t>(size));
+    all.clear();
+    of_prefix.clear();
+    bus().signal("config.change.cfg", {data, size});
+    std::erase_if(all, [](const Heard& heard) { return !heard.key.starts_with(kPrefix); });
+    fuzz_check(all == of_prefix);
     return 0;
 }

@@ -1,14 +1,38 @@
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "fuzz_check.h"
 #include "src/base/owners.h"
 #include "src/http/HabRequestEvent.h"
 #include "src/http/habhelper.h"
 
-// A request target: its path and query the way a request object takes them apart.
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string target(reinterpret_cast<const char*>(data), size);
+namespace {
+
+using RequestPtr = COwned<evhttp_request, evhttp_request_free>;
+
+std::string decode(const std::string& text) {
+    std::string decoded(text.size() + 1, '\0');
+    decoded.resize(static_cast<size_t>(
+        decodeURIComponent(text.c_str(), decoded.data(), static_cast<unsigned int>(text.size()))));
+    return decoded;
+}
+
+// Every byte in its encoded form.
+std::string encode(std::string_view text) {
+    std::string encoded;
+    for (const char c : text) {
+        char piece[4];
+        std::snprintf(piece, sizeof piece, "%%%02x", static_cast<unsigned char>(c));
+        encoded += piece;
+    }
+    return encoded;
+}
+
+void check_target(const std::string& target) {
     const UriPtr uri(evhttp_uri_parse(target.c_str()));
     HabRequestEvent request(nullptr);
     if (uri) {
@@ -16,9 +40,43 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         request.setQueryString(evhttp_uri_get_query(uri.get()));
     }
     request.setQueryString(target.c_str());
-    static_cast<void>(request.getParameter("a"));
-    std::vector<char> decoded(target.size() + 1);
-    decodeURIComponent(target.c_str(), decoded.data(), static_cast<unsigned int>(target.size()));
-    normalizeString(decoded.data());
+    fuzz_check(request.getQueryString() == target);
+    request.setParameter("fuzz", target.c_str());
+    fuzz_check(request.getParameter("fuzz") == target);
+}
+
+void check_decoding(const std::string& text) {
+    const std::string decoded = decode(text);
+    fuzz_check(decoded.size() <= text.size());
+    fuzz_check(text.find('%') != std::string::npos || decoded == text);
+    fuzz_check(decode(encode(text)) == text);
+    std::string normalized = text;
+    fuzz_check(normalizeString(normalized.data()) == static_cast<int>(text.size()) &&
+               std::strlen(normalized.c_str()) == text.size());
+}
+
+void check_cookie(const std::string& header) {
+    const RequestPtr library_request(evhttp_request_new(nullptr, nullptr));
+    const bool is_header = evhttp_add_header(evhttp_request_get_input_headers(library_request.get()),
+                                             "Cookie", header.c_str()) == 0;
+    HabRequestEvent request(library_request.get());
+    const char* value = request.getRequestCookie("DRHABSESSID");
+    const bool has_cookie = is_header && header.find("DRHABSESSID=") != std::string::npos;
+    fuzz_check((value != nullptr) == has_cookie);
+    if (value != nullptr) {
+        fuzz_check(std::strchr(value, ';') == nullptr);
+        fuzz_check(header.find("DRHABSESSID=" + std::string(value)) != std::string::npos);
+    }
+}
+
+}  // namespace
+
+// A text as the target of a request, as what is encoded in it, and as its cookies.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string_view input(reinterpret_cast<const char*>(data), size);
+    const std::string text(input.substr(0, input.find('\0')));
+    check_target(text);
+    check_decoding(text);
+    check_cookie(text);
     return 0;
 }
