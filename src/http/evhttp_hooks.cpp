@@ -129,7 +129,16 @@ void unwatchInput(evhttp_request* req) {
     }
 }
 
+// The library answers with the version that the client names, any two numbers of which the first is not above 1.
+void answerInOwnVersion(evhttp_request* req) {
+    if (req->major != 1 || (req->minor != 0 && req->minor != 1)) {
+        req->major = 1;
+        req->minor = 1;
+    }
+}
+
 int onHeaders(evhttp_request* req, void* http) {
+    answerInOwnVersion(req);
     watchInput(req);
     copyOf(servers, static_cast<evhttp*>(http)).prehandle.call(req);
     // The library would pass the argument that it also passes to its own callbacks, and so needs it unchanged.
@@ -141,6 +150,7 @@ int onHeaders(evhttp_request* req, void* http) {
 }
 
 void onComplete(evhttp_request* req, void*) {
+    answerInOwnVersion(req);
     // The library reports a broken request here too, without a URI, and answers it itself.
     if (req->uri != nullptr) {
         slowDown(req);
