@@ -18,13 +18,19 @@ const TempDirectory& directory() {
     return files;
 }
 
-// Expressions are the operator's, and the C library takes its time and memory for some: repetitions by number, groups
-// in groups, what refers back to a group.
+bool is_repetition(char c) {
+    return c == '*' || c == '+' || c == '?';
+}
+
+// Expressions are the operator's, and the C library takes its time and memory for some: repetitions by number and of
+// repetitions (each doubles what is there), groups in groups, what refers back to a group.
 bool is_cheap(const cJSON* map) {
     for (const cJSON* member = map->child; member != nullptr; member = member->next) {
         const std::string_view name(member->string);
-        if (name.size() > 100 || name.find_first_of("{\\") != std::string_view::npos ||
-            std::ranges::count(name, '(') > 3) {
+        const auto repeated = std::ranges::adjacent_find(
+            name, [](char left, char right) { return is_repetition(left) && is_repetition(right); });
+        if (name.size() > 100 || repeated != name.end() ||
+            name.find_first_of("{\\") != std::string_view::npos || std::ranges::count(name, '(') > 3) {
             return false;
         }
     }

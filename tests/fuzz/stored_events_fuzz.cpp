@@ -31,6 +31,12 @@ Step take_step(std::string_view& script) {
     return step;
 }
 
+// One for all runs: each has an address of its own, and the environment keeps every one that it ever held.
+FakeDatabase& the_database() {
+    static FakeDatabase database;
+    return database;
+}
+
 // The event handler and the daemon's view of the events, over one database.
 class Unit {
   public:
@@ -43,6 +49,10 @@ class Unit {
         static_cast<void>(config_read_int("cfg.any", &value));
     }
 
+    Unit(const Unit&) = delete;
+    Unit& operator=(const Unit&) = delete;
+    ~Unit() { m_database.reset(); }
+
     void act(const Step& step);
     void check();
 
@@ -53,7 +63,7 @@ class Unit {
     void restore();
     void settle();
 
-    FakeDatabase m_database;
+    FakeDatabase& m_database = the_database();
     FdLoopPtr m_loop{fdloop_init()};
     BusPtr m_bus;
     EventHandler m_handler;

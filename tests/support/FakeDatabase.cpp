@@ -293,6 +293,13 @@ void FakeDatabase::sendSignal(const std::string& name, const std::string& data) 
     send(CBUS_SIGNAL, name, data, nullptr);
 }
 
+void FakeDatabase::reset() {
+    const std::lock_guard lock(m_mutex);
+    m_values.clear();
+    m_messages.clear();
+    m_next_replies.clear();
+}
+
 void FakeDatabase::replyNextWith(const std::string& data) {
     const std::lock_guard lock(m_mutex);
     m_next_replies.push_back(data);

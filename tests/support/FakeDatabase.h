@@ -57,6 +57,8 @@ class FakeDatabase {
     // The bytes of the next reply, whatever the request.
     void replyNextWith(const std::string& data);
     void closeConnection();
+    // As new, but for the connection: no keys, nothing received.
+    void reset();
 
     // Everything received so far, oldest first.
     [[nodiscard]] std::vector<BusMessage> messages();
