@@ -13,7 +13,6 @@
 struct HttpAnswer {
     std::string_view status_line;
     std::vector<std::string_view> headers;
-    bool lacks_body = false;  // the one that it announces
 
     // The value of the header, empty without one.
     [[nodiscard]] std::string_view header(std::string_view name) const {
@@ -40,41 +39,62 @@ struct HttpAnswer {
 // begins like a status line is beyond it.
 class HttpAnswers {
   public:
-    explicit HttpAnswers(std::string_view received) : m_rest(received) {}
+    // With `has_head` answers without the body that they announce are those to HEAD.
+    HttpAnswers(std::string_view received, bool has_head) : m_rest(received), m_has_head(has_head) {}
 
-    // None at the end.
+    // None at the end, and when the rest is not a whole answer.
     std::optional<HttpAnswer> next() {
-        if (m_rest.empty()) {
+        HttpAnswer answer;
+        const std::string_view from = m_rest;
+        if (m_rest.empty() || !take_head(answer) || !take_body(answer)) {
+            m_rest = from;
             return std::nullopt;
         }
-        HttpAnswer answer;
-        answer.status_line = take_line();
-        check_status_line(answer.status_line);
-        for (std::string_view line = take_line(); !line.empty(); line = take_line()) {
-            check_header(line);
-            answer.headers.push_back(line);
-        }
-        take_body(answer);
         return answer;
     }
+    [[nodiscard]] bool is_at_end() const { return m_rest.empty(); }
 
   private:
     static bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-    std::string_view take_line() {
+    bool take_line(std::string_view& line) {
         const size_t end = m_rest.find("\r\n");
-        fuzz_check(end != std::string_view::npos);
-        const std::string_view line = m_rest.substr(0, end);
+        if (end == std::string_view::npos) {
+            return false;
+        }
+        line = m_rest.substr(0, end);
         fuzz_check(line.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos);
         m_rest.remove_prefix(end + 2);
-        return line;
+        return true;
+    }
+
+    bool take_bytes(size_t size) {
+        const bool are_there = size <= m_rest.size();
+        m_rest.remove_prefix(are_there ? size : 0);
+        return are_there;
+    }
+
+    bool take_head(HttpAnswer& answer) {
+        if (!take_line(answer.status_line)) {
+            return false;
+        }
+        check_status_line(answer.status_line);
+        std::string_view line;
+        while (take_line(line)) {
+            if (line.empty()) {
+                return true;
+            }
+            check_header(line);
+            answer.headers.push_back(line);
+        }
+        return false;
     }
 
     // "HTTP/1.1 200 OK"
     static void check_status_line(std::string_view line) {
-        fuzz_check(line.size() >= 13 && line.starts_with("HTTP/") && is_digit(line[5]) && line[6] == '.' &&
-                   is_digit(line[7]) && line[8] == ' ' && line[9] >= '1' && line[9] <= '5' &&
-                   is_digit(line[10]) && is_digit(line[11]) && line[12] == ' ');
+        fuzz_check(line.size() >= 13 && (line.starts_with("HTTP/1.1 ") || line.starts_with("HTTP/1.0 ")) &&
+                   line[9] >= '1' && line[9] <= '5' && is_digit(line[10]) && is_digit(line[11]) &&
+                   line[12] == ' ');
     }
 
     static void check_header(std::string_view line) {
@@ -83,34 +103,37 @@ class HttpAnswers {
         fuzz_check(!name.empty() && name.size() < line.size() && std::ranges::all_of(name, is_visible));
     }
 
-    void take_body(HttpAnswer& answer) {
+    bool take_body(const HttpAnswer& answer) {
         const std::string_view code = answer.status_line.substr(9, 3);
-        if (code[0] == '1' || code == "204" || code == "304") {
-            return;
-        }
         const bool is_chunked = answer.header("Transfer-Encoding") == "chunked";
         const std::string length(answer.header("Content-Length"));
-        // An answer to HEAD: the next one follows at once.
-        if (m_rest.starts_with("HTTP/") || (m_rest.empty() && (is_chunked || !length.empty()))) {
-            answer.lacks_body = is_chunked || std::strtoul(length.c_str(), nullptr, 10) > 0;
-        } else if (is_chunked) {
-            take_chunks();
-        } else if (!length.empty()) {
-            const size_t size = std::strtoul(length.c_str(), nullptr, 10);
-            fuzz_check(size <= m_rest.size());
-            m_rest.remove_prefix(size);
-        } else {
-            m_rest = {};  // up to the end of the connection
+        // Behind an answer to HEAD the next one follows at once.
+        const bool is_to_head = m_has_head && (m_rest.empty() || m_rest.starts_with("HTTP/"));
+        if (code[0] == '1' || code == "204" || code == "304" || is_to_head) {
+            return true;
         }
+        if (is_chunked) {
+            return take_chunks();
+        }
+        // Without a length it goes on to the end of the connection.
+        return take_bytes(length.empty() ? m_rest.size() : std::strtoul(length.c_str(), nullptr, 10));
     }
 
-    void take_chunks() {
-        for (size_t size = 1; size > 0;) {
-            size = std::strtoul(std::string(take_line()).c_str(), nullptr, 16);
-            fuzz_check(size + 2 <= m_rest.size() && m_rest.substr(size, 2) == "\r\n");
-            m_rest.remove_prefix(size + 2);
+    bool take_chunks() {
+        std::string_view line;
+        while (take_line(line)) {
+            const size_t size = std::strtoul(std::string(line).c_str(), nullptr, 16);
+            if (!take_bytes(size) || !take_line(line)) {
+                return false;
+            }
+            fuzz_check(line.empty());
+            if (size == 0) {
+                return true;
+            }
         }
+        return false;
     }
 
     std::string_view m_rest;
+    bool m_has_head;
 };
