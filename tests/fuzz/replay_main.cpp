@@ -25,6 +25,9 @@ int main(int argc, char** argv) {
     int replayed = 0;
     for (int i = 1; i < argc; ++i) {
         for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
+            // The last one named is the one that fails.
+            std::printf("%s\n", entry.path().filename().c_str());
+            std::fflush(stdout);
             replay(entry.path());
             ++replayed;
         }
