@@ -6,7 +6,6 @@
 
 #include <event2/buffer.h>
 #include <event2/bufferevent.h>
-#include <event2/bufferevent_struct.h>
 #include <event2/event.h>
 #include <event2/http.h>
 
@@ -16,11 +15,6 @@ constexpr size_t kMaxWaitingInput = 65536;
 constexpr int kProbeAfterSeconds = 60;
 constexpr int kProbeIntervalSeconds = 10;
 constexpr int kProbes = 6;
-
-// Null stands for "no time limit" in the library's setter, zero in its structure.
-const timeval* limitOrNone(const timeval& limit) {
-    return timerisset(&limit) ? &limit : nullptr;
-}
 
 // A client that vanished without a word, with its network or its power, keeps its descriptor here for ever otherwise:
 // this server never sends to a waiting client.
@@ -47,7 +41,7 @@ LongPoll::LongPoll(evhttp_request* req, ClosedCb closed, void* arg)
     : m_connection(evhttp_request_get_connection(req)),
       m_stream(evhttp_connection_get_bufferevent(m_connection)) {
     watchCallbacks();
-    watchTimeouts();
+    probePeer(bufferevent_getfd(m_stream));
     watchInput();
     evhttp_connection_set_closecb(m_connection, closed, arg);
     bufferevent_enable(m_stream, EV_READ);
@@ -66,13 +60,6 @@ void LongPoll::watchCallbacks() {
     bufferevent_setcb(m_stream, nullptr, m_writeCb, m_eventCb, m_cbArg);
 }
 
-void LongPoll::watchTimeouts() {
-    m_readTimeout = m_stream->timeout_read;
-    m_writeTimeout = m_stream->timeout_write;
-    bufferevent_set_timeouts(m_stream, nullptr, limitOrNone(m_writeTimeout));
-    probePeer(bufferevent_getfd(m_stream));
-}
-
 void LongPoll::watchInput() {
     m_inputWatch = evbuffer_add_cb(bufferevent_get_input(m_stream), onInput, m_stream);
 }
@@ -81,5 +68,4 @@ void LongPoll::resume() {
     evhttp_connection_set_closecb(m_connection, nullptr, nullptr);
     bufferevent_disable(m_stream, EV_READ);
     bufferevent_setcb(m_stream, m_readCb, m_writeCb, m_eventCb, m_cbArg);
-    bufferevent_set_timeouts(m_stream, limitOrNone(m_readTimeout), limitOrNone(m_writeTimeout));
 }

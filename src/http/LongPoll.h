@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/time.h>
-
 struct bufferevent;
 struct evbuffer_cb_entry;
 struct evhttp_connection;
@@ -11,6 +9,7 @@ struct evhttp_request;
 // from a connection whose request is being answered, and so would not see that the client leaves.
 // A client has left when it closes or resets the connection or ends its side of it, when it answers no probe of the
 // kernel's for about two minutes, and when it sends more than 64 KiB while it waits, which is not read any further.
+// There is no time limit: evhttp_hooks has taken the library's away when the request was complete.
 // Borrows:   request and connection, which outlive this object: it is destroyed inside `closed` at the latest.
 // Threads:   loop thread only.
 // Callbacks: `closed` runs at most once, and not after resume().
@@ -31,7 +30,6 @@ class LongPoll {
 
   private:
     void watchCallbacks();
-    void watchTimeouts();
     void watchInput();
 
     evhttp_connection* m_connection;
@@ -43,6 +41,4 @@ class LongPoll {
     void (*m_writeCb)(bufferevent*, void*) = nullptr;
     void (*m_eventCb)(bufferevent*, short, void*) = nullptr;
     void* m_cbArg = nullptr;
-    timeval m_readTimeout{};
-    timeval m_writeTimeout{};
 };

@@ -10,6 +10,7 @@
 
 #include <event2/buffer.h>
 #include <event2/bufferevent.h>
+#include <event2/bufferevent_struct.h>
 #include <event2/event.h>
 #include <event2/http.h>
 #include <event2/http_struct.h>
@@ -114,6 +115,15 @@ void onInput(evbuffer* input, const evbuffer_cb_info* info, void* arg) {
     }
 }
 
+// The library's limit on reading runs on while it writes, and would cut a client that sends nothing because it reads a
+// long answer. From here on the age of a request is what limits reading; writing keeps its limit, which starts again
+// with everything that the client takes.
+void endReadLimit(const evhttp_request* req) {
+    bufferevent* connection = evhttp_connection_get_bufferevent(req->evcon);
+    const timeval writeLimit = connection->timeout_write;
+    bufferevent_set_timeouts(connection, nullptr, timerisset(&writeLimit) ? &writeLimit : nullptr);
+}
+
 void watchInput(evhttp_request* req) {
     speedUp(req);
     evbuffer_add_cb(inputOf(req), onInput, req);
@@ -154,6 +164,7 @@ void onComplete(evhttp_request* req, void*) {
     // The library reports a broken request here too, without a URI, and answers it itself.
     if (req->uri != nullptr) {
         slowDown(req);
+        endReadLimit(req);
         changeRecord(req, [](Record& record) { record.complete = true; });
     }
     copyOf(records, req).serve.call(req);

@@ -39,7 +39,9 @@ void evhttp_hooks_set_gone_cb(evhttp* http, evhttp_hook_cb cb, void* arg);
 
 // Closes every connection of the server whose present request is not complete max_age_ms after the connection
 // was accepted or its last answer was sent. The library's own timeout starts again with every byte and so never
-// ends a client that dribbles. Requests that wait for their answer are left alone, however long it takes.
+// ends a client that dribbles, and counts for a connection's first request only: behind it a registered server depends
+// on this call. Requests that wait for their answer are left alone, however long it takes, and so are clients that read
+// one, as long as the library's timeout does not pass without their taking a byte.
 void evhttp_hooks_close_stale(evhttp* http, long max_age_ms);
 
 // Frees the server, with its connections, and forgets its registration. Null is allowed.

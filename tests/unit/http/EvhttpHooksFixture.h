@@ -1,0 +1,104 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <event2/buffer.h>
+#include <event2/bufferevent.h>
+#include <event2/http.h>
+#include <event2/http_struct.h>
+
+#include "HttpFixture.h"
+#include "src/http/evhttp_hooks.h"
+
+// A server with hooks that note what happens, in the order in which it happens.
+class EvhttpHooks : public HttpFixture {
+  protected:
+    EvhttpHooks() {
+        evhttp_set_max_body_size(m_http.get(), 100);
+        evhttp_set_prehandle_cb(m_http.get(), onHeaders, this);
+        evhttp_hooks_set_gone_cb(m_http.get(), onGone, this);
+        onRequest = [this](evhttp_request* req) {
+            m_events.emplace_back("request " + TakeBody(req));
+            m_wasComplete = evhttp_hooks_is_complete(req);
+            evhttp_send_reply(req, 200, "OK", nullptr);
+        };
+    }
+    ~EvhttpHooks() override { FreeServer(); }
+
+    void FreeServer() { evhttp_hooks_free(m_http.release()); }
+
+    static std::string TakeBody(evhttp_request* req) {
+        evbuffer* input = evhttp_request_get_input_buffer(req);
+        std::string body(evbuffer_get_length(input), '\0');
+        evbuffer_remove(input, body.data(), body.size());
+        return body;
+    }
+
+    // Turns the loop until `count` events have been noted.
+    bool SeesEvents(std::size_t count) {
+        return pump_until(m_base.get(), [&] { return m_events.size() >= count; });
+    }
+
+    void TurnFor(std::chrono::milliseconds time) {
+        const auto end = std::chrono::steady_clock::now() + time;
+        pump_until(m_base.get(), [end] { return std::chrono::steady_clock::now() >= end; });
+    }
+
+    // More than the sockets' buffers take.
+    static constexpr std::size_t kLargeAnswer = 16UL * 1024 * 1024;
+    static void SendLargeAnswer(evhttp_request* req) {
+        const std::string large(kLargeAnswer, 'x');
+        const BufferPtr body(evbuffer_new());
+        evbuffer_add(body.get(), large.data(), large.size());
+        evhttp_send_reply(req, 200, "OK", body.get());
+    }
+
+    // Whether the server stops reading from the connection of the request whose headers came last.
+    bool StopsReading() {
+        return pump_until(m_base.get(), [this] {
+            bufferevent* connection =
+                evhttp_connection_get_bufferevent(evhttp_request_get_connection(m_request));
+            return (bufferevent_get_enabled(connection) & EV_READ) == 0;
+        });
+    }
+
+    static void onHeaders(evhttp_request* req, void* arg) {
+        auto* self = static_cast<EvhttpHooks*>(arg);
+        self->m_events.emplace_back("headers");
+        self->m_request = req;
+        self->m_wasComplete = evhttp_hooks_is_complete(req);
+        if (timerisset(&self->m_readLimit)) {
+            bufferevent* connection = evhttp_connection_get_bufferevent(evhttp_request_get_connection(req));
+            bufferevent_set_timeouts(connection, &self->m_readLimit, nullptr);
+        }
+        if (self->m_streams) {
+            evhttp_request_set_chunked_cb(req, onPiece);
+            evhttp_set_cb_arg(req, self);
+        }
+    }
+    static void onPiece(evhttp_request* req, void* arg) {
+        auto* self = static_cast<EvhttpHooks*>(arg);
+        self->m_events.emplace_back("piece " + TakeBody(req));
+        self->onPieceTaken(req);
+    }
+    static void onGone(evhttp_request*, void* arg) {
+        static_cast<EvhttpHooks*>(arg)->m_events.emplace_back("gone");
+    }
+
+    using Events = std::vector<std::string>;
+    Events m_events;
+    evhttp_request* m_request = nullptr;
+    bool m_wasComplete = false;
+    bool m_streams = false;
+    timeval m_readLimit{};  // of a connection, from its request's headers on; not set: the server's
+    std::function<void(evhttp_request*)> onPieceTaken = [](evhttp_request*) {};
+};
+
+inline constexpr const char* kGet = "GET /a HTTP/1.1\r\nHost: x\r\n\r\n";
+inline constexpr const char* kPostHeaders = "POST /a HTTP/1.1\r\nHost: x\r\nContent-Length: 6\r\n\r\n";
+inline constexpr const char* kChunkedHeaders =
+    "POST /a HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n";

@@ -1,0 +1,190 @@
+// What a client may take: time, memory, connections.
+
+#include "src/http/evhttp_hooks.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include <event2/bufferevent.h>
+#include <event2/http.h>
+#include <event2/http_struct.h>
+
+#include "EvhttpHooksFixture.h"
+
+// Age.
+
+TEST_F(EvhttpHooks, CloseAConnectionWhoseRequestStaysIncomplete) {
+    RawHttpClient client = connect();
+    client.send(kPostHeaders);
+    SeesEvents(1);
+
+    evhttp_hooks_close_stale(m_http.get(), 0);
+
+    EXPECT_TRUE(client.isClosedByServer());
+}
+
+TEST_F(EvhttpHooks, CountTheAgeFromTheStartHoweverManyBytesDribbleIn) {
+    RawHttpClient client = connect();
+    client.send("G");
+    client.pending();
+    client.send("ET");
+    client.pending();
+
+    evhttp_hooks_close_stale(m_http.get(), 10);
+
+    EXPECT_TRUE(client.isClosedByServer());
+}
+
+TEST_F(EvhttpHooks, CloseAConnectionThatIdlesAfterItsAnswer) {
+    RawHttpClient client = connect();
+    client.exchange(kGet);
+    client.pending();
+
+    evhttp_hooks_close_stale(m_http.get(), 0);
+
+    EXPECT_TRUE(client.isClosedByServer());
+}
+
+TEST_F(EvhttpHooks, LeaveAYoungRequestAlone) {
+    RawHttpClient client = connect();
+    client.send(kPostHeaders);
+    SeesEvents(1);
+
+    evhttp_hooks_close_stale(m_http.get(), 60000);
+
+    EXPECT_NE(client.exchange("abcdef"), "");
+}
+
+TEST_F(EvhttpHooks, LeaveARequestThatWaitsForItsAnswerAlone) {
+    onRequest = [this](evhttp_request*) { m_events.emplace_back("waiting"); };
+    RawHttpClient client = connect();
+    client.send(kGet);
+    SeesEvents(2);
+
+    evhttp_hooks_close_stale(m_http.get(), 0);
+    evhttp_send_reply(m_request, 200, "OK", nullptr);
+
+    EXPECT_NE(client.receive(), "");
+}
+
+TEST_F(EvhttpHooks, LeaveAnAnswerThatIsReadSlowlyAlone) {
+    onRequest = SendLargeAnswer;
+    RawHttpClient client = connect();
+    client.send(kGet);
+    SeesEvents(1);
+
+    evhttp_hooks_close_stale(m_http.get(), 0);
+
+    EXPECT_GT(client.receive().size(), kLargeAnswer);
+}
+
+// The library's limit is on the time since the client last sent something, which it does not do while it reads.
+TEST_F(EvhttpHooks, LeaveAReaderAsLongAsItTakes) {
+    onRequest = SendLargeAnswer;
+    m_readLimit = {0, 20000};
+    RawHttpClient client = connect();
+    client.send(kGet);
+    SeesEvents(1);
+
+    TurnFor(std::chrono::milliseconds(100));
+
+    EXPECT_GT(client.receive().size(), kLargeAnswer);
+}
+
+TEST_F(EvhttpHooks, LeaveConnectionsOfOtherServersAlone) {
+    RawHttpClient client = connect();
+    client.send(kPostHeaders);
+    SeesEvents(1);
+    const COwned<evhttp, evhttp_hooks_free> other(evhttp_new(m_base.get()));
+    evhttp_set_prehandle_cb(other.get(), onHeaders, this);
+
+    evhttp_hooks_close_stale(other.get(), 0);
+
+    EXPECT_NE(client.exchange("abcdef"), "");
+}
+
+// Input without a limit of its own.
+
+TEST_F(EvhttpHooks, StopReadingAChunkLengthThatNeverEnds) {
+    RawHttpClient client = connect();
+    client.send(kChunkedHeaders);
+    SeesEvents(1);
+
+    client.send(std::string(20000, '1'));
+
+    EXPECT_TRUE(StopsReading());
+}
+
+TEST_F(EvhttpHooks, GoOnReadingAChunkLengthThatComesInPieces) {
+    RawHttpClient client = connect();
+    client.send(kChunkedHeaders);
+    client.send("0000");
+    client.pending();
+
+    EXPECT_NE(client.exchange("1\r\na\r\n0\r\n\r\n"), "");
+}
+
+TEST_F(EvhttpHooks, StopReadingRequestsThatPileUpBehindAnAnswer) {
+    onRequest = SendLargeAnswer;
+    RawHttpClient client = connect();
+    client.send(kGet);
+    SeesEvents(1);
+
+    client.send(std::string(200000, 'x'));
+
+    EXPECT_TRUE(StopsReading());
+}
+
+TEST_F(EvhttpHooks, GoOnWithThePiledUpRequestsAfterTheAnswer) {
+    onRequest = SendLargeAnswer;
+    RawHttpClient client = connect();
+    client.send(kGet);
+    SeesEvents(1);
+    std::string requests;
+    for (int i = 0; i < 4000; ++i) {
+        requests += kGet;
+    }
+    client.send(requests);
+    StopsReading();
+
+    EXPECT_GT(client.receive().size(), kLargeAnswer);
+    EXPECT_GT(client.receive().size(), kLargeAnswer);
+}
+
+TEST_F(EvhttpHooks, KeepFewRequestsInMemoryHoweverFastTheyCome) {
+    std::size_t most = 0;
+    onRequest = [&most](evhttp_request* req) {
+        bufferevent* connection = evhttp_connection_get_bufferevent(evhttp_request_get_connection(req));
+        most = std::max(most, evbuffer_get_length(bufferevent_get_input(connection)));
+        evhttp_send_reply(req, 200, "OK", nullptr);
+    };
+    RawHttpClient client = connect();
+    std::string requests;
+    for (int i = 0; i < 20000; ++i) {
+        requests += "GET /a HTTP/1.1\r\nX: " + std::string(200, 'x') + "\r\n\r\n";
+    }
+
+    EXPECT_TRUE(client.send(requests));
+    client.pending();
+
+    EXPECT_LT(most, 100000U);
+}
+
+TEST_F(EvhttpHooks, ReadALongBodyAtFullSpeedBehindPiledUpRequests) {
+    evhttp_set_max_body_size(m_http.get(), 10000000);
+    std::size_t longest = 0;
+    onRequest = [&longest](evhttp_request* req) {
+        longest = std::max(longest, TakeBody(req).size());
+        evhttp_send_reply(req, 200, "OK", nullptr);
+    };
+    RawHttpClient client = connect();
+    std::string requests;
+    for (int i = 0; i < 4000; ++i) {
+        requests += kGet;
+    }
+    requests += "PUT /a HTTP/1.1\r\nContent-Length: 8000000\r\n\r\n" + std::string(8000000, 'x');
+
+    EXPECT_TRUE(client.send(requests));
+
+    EXPECT_TRUE(pump_until(m_base.get(), [&longest] { return longest == 8000000; }));
+}
