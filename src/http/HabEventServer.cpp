@@ -86,6 +86,10 @@ void onGone(evhttp_request* req, void* arg) {
     static_cast<HabEventServer*>(arg)->request_gone(req);
 }
 
+void onRefused(evhttp_request*, void* arg) {
+    static_cast<HabEventServer*>(arg)->connection_refused();
+}
+
 void onAcceptAgain(evutil_socket_t, short, void* listener) {
     evconnlistener_enable(static_cast<evconnlistener*>(listener));
 }
@@ -106,7 +110,8 @@ void onSweep(evutil_socket_t, short, void* arg) {
 
 }  // namespace
 
-HabEventServer::HabEventServer(int port) : m_port(port), m_instanceId(static_cast<unsigned long>(random())) {
+HabEventServer::HabEventServer(int port, std::size_t maxConnections)
+    : m_port(port), m_instanceId(static_cast<unsigned long>(random())), m_limit(kSource, maxConnections) {
     HAB_ASSERT(pthread_mutex_init(&m_lock, nullptr) == 0, "pthread_mutex_init(&m_lock, __null) == 0");
     evthread_use_pthreads();
     m_evbase.reset(event_init());
@@ -183,6 +188,7 @@ bool HabEventServer::startHttp() {
     evhttp_set_gencb(m_http.get(), generic_handlerCb, this);
     evhttp_set_prehandle_cb(m_http.get(), prehandlecb, this);
     evhttp_hooks_set_gone_cb(m_http.get(), onGone, this);
+    evhttp_hooks_set_max_connections(m_http.get(), m_limit.max(), onRefused, this);
     m_sweepTimer.reset(event_new(m_evbase.get(), -1, EV_PERSIST, onSweep, this));
     return m_sweepTimer && event_add(m_sweepTimer.get(), &kSweepInterval) == 0;
 }
@@ -275,6 +281,10 @@ std::unique_ptr<HabRequestEvent> HabEventServer::takeRequest(evhttp_request* req
 
 void HabEventServer::request_gone(evhttp_request* req) {
     requestCache.erase(req);
+}
+
+void HabEventServer::connection_refused() {
+    m_limit.refused([this] { return evhttp_hooks_peers(m_http.get()); });
 }
 
 void HabEventServer::sweep_idle(long max_age_ms) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "src/base/ConnectionLimit.h"
 #include "src/base/date_time.h"
 #include "src/base/owners.h"
 #include "src/http/LongPoll.h"
@@ -26,8 +27,10 @@ class HabRequestEvent;
 // Errors:    a port that cannot be bound keeps run() logging for ever, see there.
 class HabEventServer {
   public:
+    static constexpr std::size_t kMaxConnections = 512;
+
     // A negative port: no HTTP. Port 0: the kernel chooses one, see boundPort().
-    explicit HabEventServer(int port);
+    explicit HabEventServer(int port, std::size_t maxConnections = kMaxConnections);
 
     // A published event.
     struct UpdateEvent {
@@ -81,6 +84,8 @@ class HabEventServer {
 
     // Runs when the library lets go of a request.
     void request_gone(evhttp_request* req);
+    // Runs for each connection that is closed at once because as many as may be are open.
+    void connection_refused();
     // Closes connections that have not got a request finished within this time; runs every second.
     void sweep_idle(long max_age_ms);
 
@@ -121,6 +126,7 @@ class HabEventServer {
     };
     std::unordered_map<evhttp_connection*, Waiting> m_waiting;
     int m_boundPort = -1;
+    ConnectionLimit m_limit;
     COwned<evhttp, evhttp_hooks_free> m_http;
     EventPtr m_sweepTimer;
 };

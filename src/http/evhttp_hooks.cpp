@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <chrono>
+#include <limits>
 #include <mutex>
 #include <unordered_map>
 #include <utility>
@@ -36,6 +37,9 @@ struct Callback {
 struct Server {
     Callback prehandle;
     Callback gone;
+    Callback refused;
+    std::size_t maxConnections = std::numeric_limits<std::size_t>::max();
+    std::size_t records = 0;
 };
 
 struct Record {
@@ -83,6 +87,29 @@ Function libraryFunction(const char* name) {
 
 void onPiece(evhttp_request* req, void*) {
     copyOf(records, req).pieces.call(req);
+}
+
+// The open connections of the server; each has one request at a time. One that has lost its request's client is none.
+std::vector<evhttp_connection*> connectionsOf(const evhttp* http) {
+    const std::lock_guard guard(tablesLock);
+    std::vector<evhttp_connection*> connections;
+    for (const auto& [req, record] : records) {
+        if (record.http == http && req->evcon != nullptr) {
+            connections.push_back(req->evcon);
+        }
+    }
+    return connections;
+}
+
+// Without a request the library closes the connection that it is for. That is always a new one: the next request of an
+// open connection comes when its last one is gone.
+bool refuses(const evhttp* http) {
+    const Server server = copyOf(servers, http);
+    if (server.records < server.maxConnections || connectionsOf(http).size() < server.maxConnections) {
+        return false;
+    }
+    server.refused.call(nullptr);
+    return true;
 }
 
 evbuffer* inputOf(const evhttp_request* req) {
@@ -178,12 +205,16 @@ extern "C" evhttp_request* evhttp_request_new(void (*cb)(evhttp_request*, void*)
     if (!isRegistered(http)) {
         return libraryNew(cb, arg);
     }
+    if (refuses(http)) {
+        return nullptr;
+    }
     evhttp_request* req = libraryNew(onComplete, arg);
     if (req != nullptr) {
         evhttp_request_set_header_cb(req, onHeaders);
         const std::lock_guard guard(tablesLock);
         Record& record = records[req];
         record.http = http;
+        ++servers[http].records;
         record.serve = {cb, arg};
     }
     return req;
@@ -199,7 +230,9 @@ extern "C" void evhttp_request_free(evhttp_request* req) {
             const std::lock_guard guard(tablesLock);
             const auto node = records.extract(req);
             if (!node.empty()) {
-                gone = servers.at(node.mapped().http).gone;
+                Server& server = servers.at(node.mapped().http);
+                --server.records;
+                gone = server.gone;
             }
         }
         gone.call(req);
@@ -219,6 +252,23 @@ void evhttp_set_cb_arg(evhttp_request* req, void* arg) {
 void evhttp_hooks_set_gone_cb(evhttp* http, evhttp_hook_cb cb, void* arg) {
     const std::lock_guard guard(tablesLock);
     servers[http].gone = {cb, arg};
+}
+
+void evhttp_hooks_set_max_connections(evhttp* http, std::size_t max, evhttp_hook_cb refused, void* arg) {
+    const std::lock_guard guard(tablesLock);
+    servers[http].maxConnections = max;
+    servers[http].refused = {refused, arg};
+}
+
+std::vector<std::string> evhttp_hooks_peers(const evhttp* http) {
+    std::vector<std::string> peers;
+    for (evhttp_connection* connection : connectionsOf(http)) {
+        char* address = nullptr;
+        ev_uint16_t port = 0;
+        evhttp_connection_get_peer(connection, &address, &port);
+        peers.emplace_back(address != nullptr ? address : "?");
+    }
+    return peers;
 }
 
 bool evhttp_hooks_is_complete(const evhttp_request* req) {

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <vector>
+
 struct evhttp;
 struct evhttp_request;
 
 // evhttp_hooks: what libevent 2.1's HTTP server lacks for streamed uploads and safe bookkeeping: a hook between
 // headers and body, an argument of its own for the callback of body pieces, word of the end of every request, an
-// age limit for requests that never become complete, and an end to reading what no limit of the library covers (a
+// age limit for requests that never become complete, a limit on connections, and an end to reading what no limit of the library covers (a
 // chunk length without end, requests piled up behind an answer).
 //
 // It works by standing in front of the library: this module defines evhttp_request_new and evhttp_request_free
@@ -32,6 +36,12 @@ void evhttp_set_cb_arg(evhttp_request* req, void* arg);
 // Called exactly once for every request of the server, just before the library frees it, however it has ended:
 // answered, broken, client gone, server freed. The request may be looked at, not answered.
 void evhttp_hooks_set_gone_cb(evhttp* http, evhttp_hook_cb cb, void* arg);
+
+// Closes every further connection at once while `max` are open; `refused` runs for each, with no request.
+void evhttp_hooks_set_max_connections(evhttp* http, std::size_t max, evhttp_hook_cb refused, void* arg);
+
+// The addresses at the other ends of the server's open connections.
+[[nodiscard]] std::vector<std::string> evhttp_hooks_peers(const evhttp* http);
 
 // Whether the request has been read to its last byte and been handed to its URI callback; false for requests
 // of servers that are not registered.

@@ -43,6 +43,13 @@ class EvhttpHooks : public HttpFixture {
         return pump_until(m_base.get(), [&] { return m_events.size() >= count; });
     }
 
+    void LimitConnections(std::size_t max) {
+        const auto onRefused = [](evhttp_request*, void* arg) {
+            ++static_cast<EvhttpHooks*>(arg)->m_refused;
+        };
+        evhttp_hooks_set_max_connections(m_http.get(), max, onRefused, this);
+    }
+
     void TurnFor(std::chrono::milliseconds time) {
         const auto end = std::chrono::steady_clock::now() + time;
         pump_until(m_base.get(), [end] { return std::chrono::steady_clock::now() >= end; });
@@ -94,6 +101,7 @@ class EvhttpHooks : public HttpFixture {
     evhttp_request* m_request = nullptr;
     bool m_wasComplete = false;
     bool m_streams = false;
+    int m_refused = 0;
     timeval m_readLimit{};  // of a connection, from its request's headers on; not set: the server's
     std::function<void(evhttp_request*)> onPieceTaken = [](evhttp_request*) {};
 };

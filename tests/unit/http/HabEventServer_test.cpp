@@ -366,6 +366,25 @@ TEST_F(HabEventServerTest, ClosesAConnectionThatSendsNoCompleteRequest) {
     });
 }
 
+TEST_F(HabEventServerTest, LogsOnceWhoHoldsTheConnectionsOfAFullServer) {
+    const CapturedLog log;
+    ScriptedServer server(0, 2);
+    server.script = [&server] {
+        const RawHttpClient first = server.connect();
+        const RawHttpClient second = server.connect();
+        EXPECT_TRUE(server.connect().isClosedByServer());
+        EXPECT_TRUE(server.connect().isClosedByServer());
+    };
+
+    server.run();
+
+    EXPECT_EQ(log.countOf("4 src/HabEventServer: 1 connections refused, as 2 may be open."), 1);
+    EXPECT_EQ(log.countOf("4 src/HabEventServer: "), 1);
+    EXPECT_TRUE(
+        log.has("4 src/HabEventServer: 1 connections refused, as 2 may be open. "
+                "Most of them: 127.0.0.1 (2)\n"));
+}
+
 // Streamed uploads.
 
 TEST_F(HabEventServerTest, GivesAStreamingHandlerItsBodyInPieces) {

@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <list>
 
 #include <event2/bufferevent.h>
 #include <event2/http.h>
 #include <event2/http_struct.h>
+#include <gmock/gmock.h>
 
 #include "EvhttpHooksFixture.h"
 
@@ -187,4 +189,64 @@ TEST_F(EvhttpHooks, ReadALongBodyAtFullSpeedBehindPiledUpRequests) {
     EXPECT_TRUE(client.send(requests));
 
     EXPECT_TRUE(pump_until(m_base.get(), [&longest] { return longest == 8000000; }));
+}
+
+// Connections.
+
+TEST_F(EvhttpHooks, CloseAConnectionAboveTheLimitAtOnce) {
+    LimitConnections(2);
+    const RawHttpClient first = connect();
+    const RawHttpClient second = connect();
+    RawHttpClient third = connect();
+
+    EXPECT_TRUE(third.isClosedByServer());
+    EXPECT_EQ(m_refused, 1);
+}
+
+TEST_F(EvhttpHooks, GoOnServingTheConnectionsOfAFullServer) {
+    LimitConnections(2);
+    RawHttpClient first = connect();
+    RawHttpClient second = connect();
+
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_NE(first.exchange(kGet), "");
+        EXPECT_NE(second.exchange(kGet), "");
+    }
+
+    EXPECT_EQ(m_refused, 0);
+}
+
+TEST_F(EvhttpHooks, TakeANewConnectionWhenAnotherHasEnded) {
+    LimitConnections(1);
+    RawHttpClient first = connect();
+    first.exchange(kGet);
+    first.close();
+    SeesEvents(4);
+
+    EXPECT_NE(connect().exchange(kGet), "");
+}
+
+TEST_F(EvhttpHooks, DoNotCountARequestWhoseClientHasLeft) {
+    LimitConnections(1);
+    const COwned<evhttp_request, evhttp_request_free> waiting(requestOfGoneClient());
+    onRequest = [](evhttp_request* req) { evhttp_send_reply(req, 200, "OK", nullptr); };
+
+    EXPECT_NE(connect().exchange(kGet), "");
+}
+
+TEST_F(EvhttpHooks, LimitNoConnectionsUnlessTold) {
+    std::list<RawHttpClient> clients;
+    for (int i = 0; i < 20; ++i) {
+        clients.push_back(connect());
+        EXPECT_NE(clients.back().exchange(kGet), "");
+    }
+}
+
+TEST_F(EvhttpHooks, KnowThePeersOfTheirConnections) {
+    RawHttpClient first = connect();
+    RawHttpClient second(m_base.get(), m_port, "127.0.0.2");
+    first.exchange(kGet);
+    second.exchange(kGet);
+
+    EXPECT_THAT(evhttp_hooks_peers(m_http.get()), testing::UnorderedElementsAre("127.0.0.1", "127.0.0.2"));
 }

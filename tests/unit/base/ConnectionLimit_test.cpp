@@ -1,0 +1,67 @@
+#include "src/base/ConnectionLimit.h"
+
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/CapturedLog.h"
+
+namespace {
+
+constexpr const char* kVariable = "ORVALE_TEST_CONNECTIONS";
+
+std::size_t limit_with(const char* value) {
+    setenv(kVariable, value, 1);
+    const std::size_t limit = ConnectionLimit::fromEnvironment(kVariable, 5);
+    unsetenv(kVariable);
+    return limit;
+}
+
+}  // namespace
+
+TEST(ConnectionLimit, NamesThePeersWithMostConnections) {
+    const CapturedLog log;
+    ConnectionLimit limit("src/x", 4);
+
+    limit.refused([] { return std::vector<std::string>{"b", "a", "b", "b"}; });
+
+    EXPECT_TRUE(log.has("4 src/x: 1 connections refused, as 4 may be open. Most of them: b (3), a (1)\n"));
+}
+
+TEST(ConnectionLimit, WritesOneLineForManyConnections) {
+    const CapturedLog log;
+    ConnectionLimit limit("src/x", 1);
+    int asked = 0;
+
+    for (int i = 0; i < 1000; ++i) {
+        limit.refused([&asked] {
+            ++asked;
+            return std::vector<std::string>{"a"};
+        });
+    }
+
+    EXPECT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(asked, 1);
+}
+
+TEST(ConnectionLimit, IsThatOfTheEnvironment) {
+    EXPECT_EQ(limit_with("1200"), 1200U);
+}
+
+TEST(ConnectionLimit, IsNotTakenFromWhatIsNoNumberAboveZero) {
+    for (const char* value : {"", "0", "-1", "12x", "x", " 12", "99999999999999999999999"}) {
+        EXPECT_EQ(limit_with(value), 5U) << value;
+    }
+}
+
+TEST(ConnectionLimit, IsNotTakenFromAnEnvironmentThatNamesNone) {
+    EXPECT_EQ(ConnectionLimit::fromEnvironment(kVariable, 5), 5U);
+}
+
+TEST(BusiestText, IsEmptyForNobody) {
+    EXPECT_EQ(busiest_text({}), "");
+}
+
+TEST(BusiestText, NamesThreeAtMost) {
+    EXPECT_EQ(busiest_text({"d", "c", "c", "b", "a", "a"}), "a (2), c (2), b (1)");
+}
