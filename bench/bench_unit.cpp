@@ -30,8 +30,10 @@ constexpr int kRoundTrips = 4000;
 constexpr size_t kBusMessageBytes = 64;
 constexpr const char* kBusKey = "cfg.sysconf.serial_number";
 
-// A thousand subscribers take as many descriptors, here and in the daemon, which inherits the limit.
-void raise_descriptor_limit() {
+// A thousand subscribers take as many descriptors, here and in the daemon, which inherits the limit, and more
+// connections than a unit has.
+void raise_limits() {
+    setenv("ORVALE_RPC_CONNECTIONS", "2000", 1);
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max;
@@ -39,7 +41,7 @@ void raise_descriptor_limit() {
 }
 
 void start_pinned(RunningUnit& unit) {
-    raise_descriptor_limit();
+    raise_limits();
     unit.writeConfiguration(R"({"hab.path": "", "hab.log.level": 5, "hab.http.port": )" +
                             std::to_string(unit.port()) + "}");
     unit.start();

@@ -9,7 +9,7 @@ struct _fdloop_t;
 // Borrows: the adaptor given to setFdloop(), which has to be set before run().
 class ApiEventServer : public HabEventServer {
   public:
-    explicit ApiEventServer(int port) : HabEventServer(port) {}
+    using HabEventServer::HabEventServer;
 
     void setFdloop(_fdloop_t* fdloop) { m_fdl = fdloop; }
 

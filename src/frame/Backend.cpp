@@ -11,6 +11,7 @@
 #include "runtime/fdloop_libevent.h"
 #include "runtime/logging.h"
 #include "runtime/px.h"
+#include "src/base/ConnectionLimit.h"
 #include "src/base/assertion.h"
 #include "src/example/ExampleApiController.h"
 #include "src/frame/ApiEventServer.h"
@@ -35,6 +36,15 @@ constexpr const char* kModule = "src/web_app";
 constexpr const char* kOnRun = "virtual void Backend::onRun()";
 constexpr unsigned kAllMethods = 15;
 
+// A unit with more clients than most tells the daemon so in its environment.
+std::size_t max_http_connections() {
+    return ConnectionLimit::fromEnvironment("ORVALE_HTTP_CONNECTIONS", HabEventServer::kMaxConnections);
+}
+
+std::size_t max_rpc_connections() {
+    return ConnectionLimit::fromEnvironment("ORVALE_RPC_CONNECTIONS", SocketTransport::kMaxConnections);
+}
+
 // The lower-case and the capitalised name of an operation share one object.
 void register_methods(RPCServer& server, NotificationManager* notifications) {
     auto* rpc_delete = new RPCDelete(notifications);
@@ -55,7 +65,8 @@ void register_methods(RPCServer& server, NotificationManager* notifications) {
 
 Backend::Backend(const std::string& configPath) : m_configPath(configPath) {
     HabApplication::initialize(m_configPath.c_str());
-    m_server = new (std::nothrow) ApiEventServer(HabConfig::getInstance()->getHttpPort());
+    m_server =
+        new (std::nothrow) ApiEventServer(HabConfig::getInstance()->getHttpPort(), max_http_connections());
     ORVALE_ASSERT(m_server != nullptr, "m_server != __null", kModule, "Backend::Backend(const string&)");
 }
 
@@ -111,6 +122,7 @@ void Backend::addController(BaseApiController* controller) {
 void Backend::startRpcServer() {
     RPCserver = new RPCServer();
     auto* transport = new SocketTransport(RPCserver, m_server->getEventbase());
+    transport->limitConnections(max_rpc_connections());
     char path[kRpcSocketPathSize];
     rpc_socket_path(path);
     logger_function(6, kModule, "Listening on socket '%s'", path);

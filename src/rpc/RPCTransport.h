@@ -75,6 +75,9 @@ class RPCTransport {
     static bool isValid(const RPCTransport* transport);
 
   protected:
+    // The live ones, in the order in which they were added.
+    static const std::vector<RPCTransport*>& all() { return connections; }
+
     static RPCServer* m_server;
 
   private:

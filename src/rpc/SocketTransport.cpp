@@ -61,6 +61,14 @@ bool passes_by_itself(int error) {
     return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
+// The process that connected, also when it has handed its end on.
+std::string peer_text(int descriptor) {
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+    return "pid " + std::to_string(peer.pid) + " uid " + std::to_string(peer.uid);
+}
+
 // A message as the JSON library sees it: without line ends before it, and only up to a NUL byte.
 std::string_view trim_message(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of("\r\n"), text.size()));
@@ -73,6 +81,7 @@ event_base* SocketTransport::m_eventbase = nullptr;
 
 SocketTransport::SocketTransport(RPCServer* server, event_base* base) : RPCTransport(server) {
     init(server, base);
+    limitConnections(kMaxConnections);
 }
 
 SocketTransport::SocketTransport(RPCServer* server, event_base* base, bufferevent* connection)
@@ -83,6 +92,20 @@ SocketTransport::SocketTransport(RPCServer* server, event_base* base, buffereven
 void SocketTransport::init(RPCServer* server, event_base* base) {
     m_server = server;
     m_eventbase = base;
+}
+
+void SocketTransport::limitConnections(size_t max) {
+    m_limit = std::make_unique<ConnectionLimit>(kModule, max);
+}
+
+std::vector<std::string> SocketTransport::peers() {
+    std::vector<std::string> texts;
+    for (const RPCTransport* transport : all()) {
+        if (const auto* connection = dynamic_cast<const SocketTransport*>(transport)) {
+            texts.push_back(peer_text(connection->m_descriptor));
+        }
+    }
+    return texts;
 }
 
 bool SocketTransport::listen(const char* path) {
@@ -112,6 +135,10 @@ bool SocketTransport::listen(const char* path) {
 
 void SocketTransport::onAccept(evconnlistener* listener, int fd, sockaddr*, int) {
     UniqueFd descriptor(fd);
+    if (all().size() >= m_limit->max()) {
+        m_limit->refused(peers);
+        return;
+    }
     event_base* base = evconnlistener_get_base(listener);
     bufferevent* connection = bufferevent_socket_new(base, fd, BEV_OPT_CLOSE_ON_FREE);
     if (connection == nullptr) {

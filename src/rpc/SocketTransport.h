@@ -4,8 +4,12 @@
 #include <event2/listener.h>
 
 #include <cstddef>
+#include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
+#include "src/base/ConnectionLimit.h"
 #include "src/base/owners.h"
 #include "src/rpc/MessageScanner.h"
 #include "src/rpc/RPCTransport.h"
@@ -22,14 +26,18 @@ using ListenerPtr = COwned<evconnlistener, evconnlistener_free>;
 //            before it goes, both from the loop.
 // Errors:    a message that is not JSON is logged and dropped. A connection is closed on the next loop turn,
 //            with one log line, when more than kMaxUnfinishedBytes of one message have come in, or when more
-//            than kMaxWaitingBytes would wait for a peer that does not read.
+//            than kMaxWaitingBytes would wait for a peer that does not read. A connection above the limit is closed
+//            at once; a log line a minute names the processes with most of the others.
 class SocketTransport : public RPCTransport {
   public:
     static constexpr size_t kMaxUnfinishedBytes = 16U << 20;
     static constexpr size_t kMaxWaitingBytes = 16U << 20;
+    static constexpr size_t kMaxConnections = 256;
 
     // The object that listens.
     SocketTransport(RPCServer* server, event_base* base);
+    // How many connections may be open, from the next one on.
+    void limitConnections(size_t max);
     // One connection; takes the bufferevent over.
     SocketTransport(RPCServer* server, event_base* base, bufferevent* connection);
 
@@ -55,6 +63,7 @@ class SocketTransport : public RPCTransport {
   private:
     static constexpr int kAcceptPauseMs = 500;
 
+    static std::vector<std::string> peers();
     void receive(std::string_view text);
     size_t sendNow(std::string_view text) const;
     void sendLater(std::string_view text);
@@ -70,7 +79,8 @@ class SocketTransport : public RPCTransport {
     bool m_isOutputWaiting = false;
     BuffereventPtr m_connection;
     MessageScanner m_scanner;
-    // Only the listening object has these two; the timer refers to the listener and goes before it.
+    // Only the listening object has these three; the timer refers to the listener and goes before it.
+    std::unique_ptr<ConnectionLimit> m_limit;
     ListenerPtr m_listener;
     EventPtr m_resumeAccepting;
 };

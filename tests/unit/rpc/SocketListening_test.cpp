@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <list>
 #include <set>
 #include <string>
 #include <vector>
@@ -155,4 +156,49 @@ TEST_F(SocketListeningTest, LeavesTheLoopOnAnyOtherListenerError) {
         log.count(
             "3 src/SocketTransport: Got an error 22 (Invalid argument) on the listener. Shutting down.\n"),
         1);
+}
+
+TEST_F(SocketListeningTest, ClosesAConnectionAboveTheLimitAtOnce) {
+    listening->limitConnections(2);
+    const Client first = Connect();
+    const Client second = Connect();
+    Client third = Connect();
+
+    EXPECT_EQ(third.Receive(), "");
+    EXPECT_EQ(listener.live().size(), 2U);
+}
+
+TEST_F(SocketListeningTest, TakesANewConnectionWhenAnotherHasEnded) {
+    listening->limitConnections(1);
+    Client first = Connect();
+    ASSERT_TRUE(UntilConnections(1));
+    first.Close();
+    ASSERT_TRUE(UntilConnections(0));
+
+    const Client second = Connect();
+
+    EXPECT_TRUE(UntilConnections(1));
+}
+
+TEST_F(SocketListeningTest, LogsOnceWhoHoldsTheConnectionsOfAFullServer) {
+    listening->limitConnections(2);
+    const Client first = Connect();
+    const Client second = Connect();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Connect().Receive(), "");
+    }
+
+    EXPECT_EQ(log.countOf("4 src/SocketTransport: "), 1);
+    EXPECT_TRUE(log.has("4 src/SocketTransport: 1 connections refused, as 2 may be open. Most of them: pid " +
+                        std::to_string(getpid()) + " uid " + std::to_string(getuid()) + " (2)\n"));
+}
+
+TEST_F(SocketListeningTest, Serves256ConnectionsUnlessTold) {
+    std::list<Client> clients;
+    for (int i = 0; i < 256; ++i) {
+        clients.push_back(Connect());
+        ASSERT_TRUE(UntilConnections(clients.size()));
+    }
+
+    EXPECT_EQ(Connect().Receive(), "");
 }
