@@ -1,12 +1,8 @@
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <list>
-#include <sstream>
 #include <thread>
 
 #include "gtest/gtest.h"
@@ -28,11 +24,7 @@ class Push : public testing::Test {
         // The answer to a later request of ours says that the subscription has been taken.
         m_unit.http().request("GET", "/system/info");
     }
-    long OpenDescriptors() {
-        const std::filesystem::directory_iterator entries("/proc/" + std::to_string(m_unit.daemon().pid()) +
-                                                          "/fd");
-        return std::distance(begin(entries), end(entries));
-    }
+    long OpenDescriptors() { return m_unit.daemon().openDescriptors(); }
     // Once the daemon has noticed the end of earlier connections.
     long SettledDescriptors() {
         long before = 0;
@@ -50,21 +42,7 @@ class Push : public testing::Test {
         }
         return OpenDescriptors() == count;
     }
-    // The processor time that the daemon has used, in milliseconds.
-    long UsedMs() {
-        std::ifstream file("/proc/" + std::to_string(m_unit.daemon().pid()) + "/stat");
-        std::stringstream text;
-        text << file.rdbuf();
-        std::istringstream fields(text.str().substr(text.str().rfind(')') + 1));
-        std::string skipped;
-        for (int field = 3; field < 14; ++field) {
-            fields >> skipped;
-        }
-        long user = 0;
-        long system = 0;
-        fields >> user >> system;
-        return (user + system) * 1000 / sysconf(_SC_CLK_TCK);
-    }
+    long UsedMs() { return m_unit.daemon().usedMs(); }
     // What is left of a client that waited and then left in this way: no descriptor, no work, nobody to be answered.
     void ExpectNothingLeftAfter(const std::function<void(HttpClient&)>& leave) {
         const long descriptors = SettledDescriptors();

@@ -8,7 +8,9 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <thread>
 
@@ -93,6 +95,27 @@ bool Program::awaitOutput(const std::string& text) {
         std::this_thread::sleep_for(kPause);
     }
     return false;
+}
+
+long Program::openDescriptors() const {
+    const std::filesystem::directory_iterator entries("/proc/" + std::to_string(m_pid) + "/fd");
+    return std::distance(begin(entries), end(entries));
+}
+
+long Program::usedMs() const {
+    std::ifstream file("/proc/" + std::to_string(m_pid) + "/stat");
+    std::string stat;
+    std::getline(file, stat);
+    // The name of the program, in parentheses, may contain anything; what follows it is counted from 3.
+    std::istringstream fields(stat.substr(stat.rfind(')') + 1));
+    std::string skipped;
+    for (int field = 3; field < 14; ++field) {
+        fields >> skipped;
+    }
+    long user = 0;
+    long system = 0;
+    fields >> user >> system;
+    return (user + system) * 1000 / sysconf(_SC_CLK_TCK);
 }
 
 void Program::signal(int number) const {

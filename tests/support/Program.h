@@ -24,6 +24,10 @@ class Program {
     // Waits until the output contains `text`; false after ten seconds or at the program's end.
     [[nodiscard]] bool awaitOutput(const std::string& text);
 
+    [[nodiscard]] long openDescriptors() const;
+    // The processor time that it has used.
+    [[nodiscard]] long usedMs() const;
+
     void signal(int number) const;
     // Waits for its end, at most ten seconds; the status as waitpid() gives it, nothing when it still runs.
     [[nodiscard]] std::optional<int> awaitEnd();
