@@ -19,6 +19,7 @@
 #include "src/frame/rpc_socket_path.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabDispatcher.h"
+#include "src/http/HabSession.h"
 #include "src/http/PushDataHelper.h"
 #include "src/rest/BaseApiController.h"
 #include "src/rpc/NotificationManager.h"
@@ -87,6 +88,7 @@ int Backend::onRun() {
     createEventLoop();
     connectBus();
     m_notificationManager = new NotificationManager();
+    HabSessionImpl::setDroppedCallback(BaseApiController::sessionEnded);
     addController(new ExampleApiController(m_cbusConnection, m_notificationManager, m_fdl));
     addController(new SystemApiController(m_cbusConnection, m_notificationManager, m_fdl));
     // The only worker thread; the bus and the controllers are there before it.

@@ -24,6 +24,7 @@ namespace {
 constexpr const char* kModule = "src/HabSession";
 constexpr const char* kCookie = "DRHABSESSID";
 constexpr size_t kIdTextSize = 100;
+constexpr int kMaxLooks = 8;
 
 utilities::DateTime monotonic_now() {
     utilities::DateTime now;
@@ -69,6 +70,11 @@ HabSessionImpl::SessionMap& HabSessionImpl::m_sessionMap = *new SessionMap;
 pthread_mutex_t HabSessionImpl::m_sessionMapLock = PTHREAD_MUTEX_INITIALIZER;
 unsigned int HabSessionImpl::m_nextNumberId = 1;
 HabSessionImpl::Clock HabSessionImpl::m_clock = monotonic_now;
+OncePerMinute HabSessionImpl::m_line;
+HabSessionImpl::Order& HabSessionImpl::m_free = *new Order;
+HabSessionImpl::Order& HabSessionImpl::m_subscribed = *new Order;
+HabSessionImpl::Order& HabSessionImpl::m_connected = *new Order;
+void (*HabSessionImpl::m_dropped)(unsigned int numberId) = [](unsigned int) {};
 
 HabSessionImpl::HabSessionImpl(const char* id)
     : m_sessionId(strdup(id)),
@@ -113,22 +119,24 @@ HabSessionImpl* HabSessionImpl::findLive(const char* id) {
     if (found == m_sessionMap.end()) {
         return nullptr;
     }
-    if (found->second->isExpired()) {
+    if (found->second.session->isExpired()) {
         logger_function(3, kModule, "Existing session with id %s has expired", id);
-        m_sessionMap.erase(found);
+        leave(found);
         return nullptr;
     }
-    found->second->updated();
-    return found->second.get();
+    found->second.session->updated();
+    sortIn(found);
+    return found->second.session.get();
 }
 
 HabSessionImpl* HabSessionImpl::create(HabRequest* request) {
     MallocedText id(generateSessionId(request));
     const std::shared_ptr<HabSessionImpl> session(sessionForId(id.get()));
     logger_function(7, kModule, "Creating new session with id %s", session->sessionId());
+    makeRoom();
     {
         const concurrency::scoped_mutex lock(m_sessionMapLock);
-        m_sessionMap.insert_or_assign(std::move(id), session);
+        enter(std::move(id), session);
     }
     request->setResponseCookie(kCookie, session->sessionId(), "/");
     return session.get();
@@ -157,9 +165,8 @@ void HabSessionImpl::setSessionForId(const HabSessionImpl* session, char* id) {
     if (found == m_sessionMap.end()) {
         return;
     }
-    m_sessionMap.erase(found);
-    m_sessionMap.emplace(MallocedText(id),
-                         std::shared_ptr<HabSessionImpl>(const_cast<HabSessionImpl*>(session)));
+    leave(found);
+    enter(MallocedText(id), std::shared_ptr<HabSessionImpl>(const_cast<HabSessionImpl*>(session)));
 }
 
 void HabSessionImpl::sessionEnded(const char* id) {
@@ -167,12 +174,109 @@ void HabSessionImpl::sessionEnded(const char* id) {
     const auto found = m_sessionMap.find(id);
     if (found != m_sessionMap.end()) {
         logger_function(3, kModule, "Existing session with id %s has ended", id);
-        m_sessionMap.erase(found);
+        leave(found);
     }
+}
+
+// An equal key that is there already keeps its entry and gets the new session.
+void HabSessionImpl::enter(MallocedText id, std::shared_ptr<HabSessionImpl> session) {
+    const auto [entry, isNew] = m_sessionMap.try_emplace(std::move(id));
+    entry->second.session = std::move(session);
+    if (isNew) {
+        entry->second.order = &m_free;
+        entry->second.place = m_free.insert(m_free.end(), entry);
+    }
+}
+
+void HabSessionImpl::leave(SessionMap::iterator entry) {
+    entry->second.order->erase(entry->second.place);
+    m_sessionMap.erase(entry);
+}
+
+// At the end of the order that its holds put it in: a hold begins and ends with a request of its session.
+void HabSessionImpl::sortIn(SessionMap::iterator entry) {
+    Entry& e = entry->second;
+    Order& order = e.connections > 0 ? m_connected : e.subscriptions > 0 ? m_subscribed : m_free;
+    order.splice(order.end(), *e.order, e.place);
+    e.order = &order;
+}
+
+HabSessionImpl::Hold HabSessionImpl::hold(HabSession* session, HeldBy what) {
+    const std::weak_ptr<HabSession> held = session->weak_from_this();
+    const auto change = [held, what](int by) {
+        if (const auto live = std::dynamic_pointer_cast<HabSessionImpl>(held.lock())) {
+            changeHolds(*live, what, by);
+        }
+    };
+    if (held.expired()) {
+        return nullptr;
+    }
+    change(1);
+    return {nullptr, [change](void*) { change(-1); }};
+}
+
+void HabSessionImpl::changeHolds(const HabSessionImpl& session, HeldBy what, int change) {
+    const concurrency::scoped_mutex lock(m_sessionMapLock);
+    const auto found = m_sessionMap.find(session.sessionId());
+    if (found != m_sessionMap.end() && found->second.session.get() == &session) {
+        (what == HeldBy::kConnection ? found->second.connections : found->second.subscriptions) += change;
+        sortIn(found);
+    }
+}
+
+void HabSessionImpl::setDroppedCallback(void (*dropped)(unsigned int numberId)) {
+    m_dropped = dropped;
+}
+
+// A client that never sends its cookie back costs a session a request.
+void HabSessionImpl::makeRoom() {
+    std::vector<unsigned int> subscribed;
+    {
+        const concurrency::scoped_mutex lock(m_sessionMapLock);
+        if (m_sessionMap.size() < kMaxSessions) {
+            return;
+        }
+        // Two, in case there were too many while they were all held.
+        for (int i = 0; i < 2 && m_sessionMap.size() >= kMaxSessions; ++i) {
+            if (!dropOldest(m_subscribed, subscribed)) {
+                dropOldest(m_free, subscribed);
+            }
+        }
+        if (const unsigned long count = m_line.take(); count > 0) {
+            logger_function(4, kModule, "%lu new sessions beyond %zu: those not used for longest go", count,
+                            kMaxSessions);
+        }
+    }
+    for (const unsigned int number : subscribed) {
+        m_dropped(number);
+    }
+}
+
+// Drops the session of the order that was used longest ago, if it may go. Sessions that a request is bound to are in
+// use now; there are as many of them as connections, and so not all of them are looked for.
+bool HabSessionImpl::dropOldest(Order& order, std::vector<unsigned int>& subscribed) {
+    for (int looked = 0; looked < kMaxLooks && !order.empty(); ++looked) {
+        const SessionMap::iterator oldest = order.front();
+        const Entry& entry = oldest->second;
+        if (entry.session.use_count() > 1) {
+            sortIn(oldest);
+            continue;
+        }
+        if (entry.subscriptions > 0) {
+            if (!entry.session->isIdleTooLong()) {
+                return false;
+            }
+            subscribed.push_back(entry.session->getNumberId());
+        }
+        leave(oldest);
+        return true;
+    }
+    return false;
 }
 
 void HabSessionImpl::setClock(Clock clock) {
     m_clock = clock == nullptr ? monotonic_now : clock;
+    m_line = OncePerMinute();
 }
 
 void HabSessionImpl::updated() {
@@ -180,17 +284,18 @@ void HabSessionImpl::updated() {
 }
 
 bool HabSessionImpl::isExpired() {
-    if (timeout == 0) {
-        return false;
-    }
-    // The clock counts in 32 bits and steps from its largest value to its smallest every 24.8 days, so only
-    // the difference in 32 bits is a time that passed.
-    const auto idle_ms = static_cast<std::uint32_t>((m_clock() - lastUsed).milliseconds());
-    const bool expired = idle_ms / 1000 > timeout;
+    const bool expired = isIdleTooLong();
     if (expired) {
         logger_function(6, kModule, "SESSION EXPIRED! id=%s", text_or_null(m_sessionId));
     }
     return expired;
+}
+
+bool HabSessionImpl::isIdleTooLong() const {
+    // The clock counts in 32 bits and steps from its largest value to its smallest every 24.8 days, so only
+    // the difference in 32 bits is a time that passed.
+    const auto idle_ms = static_cast<std::uint32_t>((m_clock() - lastUsed).milliseconds());
+    return timeout != 0 && idle_ms / 1000 > timeout;
 }
 
 void HabSessionImpl::setAuthName(const char* name) {

@@ -2,10 +2,13 @@
 
 #include <pthread.h>
 
+#include <list>
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "runtime/c_owner.h"
+#include "src/base/OncePerMinute.h"
 #include "src/base/date_time.h"
 #include "src/http/cmp_str.h"
 
@@ -38,13 +41,21 @@ class HabSession : public std::enable_shared_from_this<HabSession> {
 using cmp_str_functor = cmp_str;
 
 // HabSessionImpl: a session of the process-wide table, found by the cookie that carries its id.
-// Owns:      the table owns its sessions. One that leaves the table (expired, ended, replaced) lives on while
-//            a request is bound to it.
+// Owns:      the table owns its sessions. One that leaves the table (expired, ended, replaced, dropped) lives on
+//            while a request is bound to it.
 // Threads:   the table is locked; a session itself is not.
+// Limits:    while kMaxSessions are in the table, a new one drops another, with one log line a minute: an expired one,
+//            else the one not used for longest of those that nobody holds. Nothing is dropped when there is none.
+//            What that costs does not depend on their number.
 // Units:     the idle timeout in seconds of the monotonic clock, 0 means never.
 class HabSessionImpl : public HabSession {
   public:
     using Clock = utilities::DateTime (*)();
+    // What holds a session as long as it lives.
+    enum class HeldBy { kSubscription, kConnection };
+    using Hold = std::shared_ptr<void>;
+
+    static constexpr std::size_t kMaxSessions = 10000;
 
     explicit HabSessionImpl(const char* id);
     // From what toJson() wrote; members missing or of the wrong type are skipped. Takes no serial number.
@@ -64,7 +75,13 @@ class HabSessionImpl : public HabSession {
     // caller's.
     static void setSessionForId(const HabSessionImpl* session, char* id);
     static void sessionEnded(const char* id);
-    // The clock of all sessions; tests turn it by hand. Null brings the monotonic clock back.
+    // Keeps the session from being dropped; one that is held by subscriptions alone goes when it expires. Null for a
+    // session that is not in the table.
+    [[nodiscard]] static Hold hold(HabSession* session, HeldBy what);
+    // Runs for each session that is dropped while subscriptions hold it, with its number. They are to end.
+    static void setDroppedCallback(void (*dropped)(unsigned int numberId));
+    // The clock of all sessions; tests turn it by hand. Null brings the monotonic clock back. The log line about a full
+    // table may come at once again.
     static void setClock(Clock clock);
 
     void updated();
@@ -82,15 +99,37 @@ class HabSessionImpl : public HabSession {
     cJSON* toJson() override;
 
   private:
-    using SessionMap = std::map<MallocedText, std::shared_ptr<HabSessionImpl>, cmp_str_functor>;
+    struct Entry;
+    using SessionMap = std::map<MallocedText, Entry, cmp_str_functor>;
+    // In the order of their last use, the longest ago first.
+    using Order = std::list<SessionMap::iterator>;
+    struct Entry {
+        std::shared_ptr<HabSessionImpl> session;
+        int subscriptions = 0;
+        int connections = 0;
+        Order* order = nullptr;
+        Order::iterator place{};
+    };
 
     static HabSessionImpl* findLive(const char* id);
     static HabSessionImpl* create(HabRequest* request);
+    static void enter(MallocedText id, std::shared_ptr<HabSessionImpl> session);
+    static void leave(SessionMap::iterator entry);
+    static void sortIn(SessionMap::iterator entry);
+    static void changeHolds(const HabSessionImpl& session, HeldBy what, int change);
+    static void makeRoom();
+    static bool dropOldest(Order& order, std::vector<unsigned int>& subscribed);
+    bool isIdleTooLong() const;
 
     static SessionMap& m_sessionMap;
     static pthread_mutex_t m_sessionMapLock;
     static unsigned int m_nextNumberId;
     static Clock m_clock;
+    static OncePerMinute m_line;
+    static Order& m_free;
+    static Order& m_subscribed;
+    static Order& m_connected;
+    static void (*m_dropped)(unsigned int numberId);
 
     MallocedText m_sessionId;
     unsigned int m_numberId = 0;

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "src/http/HabSession.h"
 #include "src/rest/CjsonValidate.h"
 
 namespace {
@@ -97,7 +96,9 @@ std::optional<SubscriptionRules::subscription> SubscriptionRules::acceptSubscrip
         request->replyFinish(static_cast<StatusCode::Value>(status));
         return std::nullopt;
     }
-    return createSubscription(params.get());
+    subscription record = createSubscription(params.get());
+    record.hold = HabSessionImpl::hold(request->getSession(), HabSessionImpl::HeldBy::kSubscription);
+    return record;
 }
 
 void SubscriptionRules::replySubscription(HabRequest* request, StatusCode::Value status, const char* api_path,

@@ -7,6 +7,7 @@
 
 #include "src/base/owners.h"
 #include "src/http/HabRequest.h"
+#include "src/http/HabSession.h"
 
 // SubscriptionRules: what a subscription is, and how requests about one are answered; the same for nodes and for
 // entries of collections.
@@ -20,6 +21,7 @@ class SubscriptionRules {
     struct subscription {
         bool recursive = false;  // also of changes of nodes below this one
         DataInclude data_include = DataInclude::kAll;
+        HabSessionImpl::Hold hold{};  // of the session, as long as it is subscribed
     };
 
     // By the session's number id.

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "src/base/owners.h"
@@ -63,6 +64,8 @@ class RPCTransport {
     // 0 until the connection has a session.
     unsigned int getSessionNumberId() const { return m_sessionNumberId; }
     void setSessionNumberId(unsigned int numberId);
+    // What keeps the connection's session; the one before is let go.
+    void setSessionHold(std::shared_ptr<void> hold) { m_sessionHold = std::move(hold); }
     // The numbers before this one, oldest first: of sessions that sat idle too long and were replaced. What was
     // subscribed under them is this connection's until it ends.
     const std::vector<unsigned int>& getFormerSessionNumberIds() const { return m_formerSessionNumberIds; }
@@ -82,6 +85,7 @@ class RPCTransport {
 
   private:
     MallocedText m_sessionId;
+    std::shared_ptr<void> m_sessionHold;
     unsigned int m_sessionNumberId = 0;
     std::map<int, std::unique_ptr<RPCCall>> m_pendingCalls;
     std::vector<unsigned int> m_formerSessionNumberIds;

@@ -18,9 +18,10 @@ namespace {
 constexpr std::size_t kMaxPathBytes = 65536;
 
 void bind_session(const RPCRequest& request, RPCTransport* transport, NotificationManager* notifications) {
-    const HabSession* session = request.getSession();
+    HabSession* session = request.getSession();
     if (session != nullptr && session->getNumberId() != transport->getSessionNumberId()) {
         transport->setSessionNumberId(session->getNumberId());
+        transport->setSessionHold(HabSessionImpl::hold(session, HabSessionImpl::HeldBy::kConnection));
         notifications->addTransport(transport);
     }
 }
