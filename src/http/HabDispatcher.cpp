@@ -76,6 +76,32 @@ bool compile(const Template& parsed, HabHandlerListEntry& entry) {
     return entry.compiled;
 }
 
+// Where the segments end that a controller goes by: it stops at the first that is missing, whatever comes behind.
+std::size_t end_of_walk(const regmatch_t* groups) {
+    const auto isThere = [](const regmatch_t& group) { return group.rm_so >= 0; };
+    const regmatch_t* const end = groups + kGroups;
+    if (isThere(groups[1])) {
+        const regmatch_t* const gap = std::find_if_not(groups + 1, end, isThere);
+        return static_cast<std::size_t>((gap - 1)->rm_eo);
+    }
+    const regmatch_t* const next = std::find_if(groups + 1, end, isThere);
+    return static_cast<std::size_t>(next == end ? groups[0].rm_eo : next->rm_so);
+}
+
+// An expression matches anywhere in a URI and leaves what it cannot match, while access rules begin at the start of
+// one and may end at its end. What stands in front, behind or in between must not open what is closed without it, and so
+// these count as well: the URI from where it matches, the part that matches, and as much of that as a controller goes
+// by, without slashes at its end.
+std::vector<std::string> plainer_spellings(const std::string& uri, const regmatch_t* groups) {
+    const auto from = static_cast<std::size_t>(groups[0].rm_so);
+    const auto to = static_cast<std::size_t>(groups[0].rm_eo);
+    std::string plain = uri.substr(from, end_of_walk(groups) - from);
+    plain.erase(plain.find_last_not_of('/') + 1);
+    std::vector<std::string> spellings{uri.substr(from), uri.substr(from, to - from), plain};
+    std::erase_if(spellings, [&uri](const std::string& text) { return text.empty() || text == uri; });
+    return spellings;
+}
+
 // Runs the entry's expression over the URI.
 std::optional<UriMatch> runExpression(const std::string& uri, const HabHandlerListEntry& entry) {
     std::string text = uri;
@@ -88,15 +114,14 @@ std::optional<UriMatch> runExpression(const std::string& uri, const HabHandlerLi
         }
     }
     UriMatch match;
-    for (std::size_t group = 0; group < kGroups; ++group) {
-        if (groups[group].rm_so < 0) {
-            continue;
-        }
-        const auto from = static_cast<std::size_t>(groups[group].rm_so);
-        const auto to = static_cast<std::size_t>(groups[group].rm_eo);
-        if (group == 0) {
-            match.part = uri.substr(std::min(from, uri.size()), to - from);
-        } else if (!entry.names.empty()) {
+    // An expression of the added slash alone matches behind the URI.
+    if (std::cmp_less(groups[0].rm_so, uri.size())) {
+        match.spellings = plainer_spellings(uri, groups);
+    }
+    for (std::size_t group = 1; group < kGroups && !entry.names.empty(); ++group) {
+        if (groups[group].rm_so >= 0) {
+            const auto from = static_cast<std::size_t>(groups[group].rm_so);
+            const auto to = static_cast<std::size_t>(groups[group].rm_eo);
             match.segments.emplace_back(group - 1, text.substr(from, to - from));
         }
     }
@@ -119,14 +144,15 @@ std::optional<UriMatch> findMatch(const std::string& uri, HabHandlerListEntry& e
     return match;
 }
 
-// The part of the URI that the entry's expression matches, nothing when it does not match. The placeholders
-// become parameters of the request.
-std::optional<std::string> matchEntry(HabRequest& request, const char* uri, HabHandlerListEntry& entry) {
+// What else has been asked for with the URI, nothing when the entry's expression does not match. The placeholders become
+// parameters of the request.
+std::optional<std::vector<std::string>> matchEntry(HabRequest& request, const char* uri,
+                                                   HabHandlerListEntry& entry) {
     // A placeholder's name in the query string must not stand in for a segment that the path lacks.
     for (const std::string& name : entry.names) {
         request.removeParameter(name.c_str());
     }
-    const std::optional<UriMatch> match = findMatch(uri, entry);
+    std::optional<UriMatch> match = findMatch(uri, entry);
     if (!match) {
         return std::nullopt;
     }
@@ -135,23 +161,23 @@ std::optional<std::string> matchEntry(HabRequest& request, const char* uri, HabH
         // A template with groups of its own that have no names is a mistake in the program.
         request.setParameter(entry.names.at(number).c_str(), text.c_str());
     }
-    return match->part;
+    return std::move(match->spellings);
 }
 
-// An expression matches anywhere in a URI, while access rules begin at its start. A prefix must not open what
-// the matched part keeps closed, so the more demanding of the two levels counts.
-int requiredLevel(HabRequest& request, const std::string& part) {
-    AccessMap* map = AccessMap::getInstance();
-    const int whole = map->getAccessLevel(request.getURI(), request.getMethod());
-    if (part.empty() || part == request.getURI()) {
-        return whole;
+// The most demanding of the levels counts.
+int requiredLevel(HabRequest& request, const std::vector<std::string>& spellings) {
+    const AccessMap* map = AccessMap::getInstance();
+    int level = map->getAccessLevel(request.getURI(), request.getMethod());
+    for (const std::string& spelling : spellings) {
+        level = std::max(level, map->getAccessLevel(spelling.c_str(), request.getMethod()));
     }
-    return std::max(whole, map->getAccessLevel(part.c_str(), request.getMethod()));
+    return level;
 }
 
 // Whether the session may use the entry for this request.
-bool isAuthorized(HabRequest& request, const HabHandlerListEntry& entry, const std::string& part) {
-    const int required = requiredLevel(request, part);
+bool isAuthorized(HabRequest& request, const HabHandlerListEntry& entry,
+                  const std::vector<std::string>& spellings) {
+    const int required = requiredLevel(request, spellings);
     const int have = request.getSession()->getAccessLevel();
     logger_function(7, kSource,
                     "#%i: Match: %s Methods: %s%s%s%s Request: %s, AccessLevels required: %d, sessions: %d",
@@ -221,11 +247,11 @@ int HabDispatcher::setHandler(HabRequest* request) {
         if (request->getURI() == nullptr || entry->methods == 0) {
             continue;
         }
-        const std::optional<std::string> part = matchEntry(*request, request->getURI(), *entry);
-        if (!part || (method & entry->methods) == 0) {
+        const auto spellings = matchEntry(*request, request->getURI(), *entry);
+        if (!spellings || (method & entry->methods) == 0) {
             continue;
         }
-        if (!isAuthorized(*request, *entry, *part)) {
+        if (!isAuthorized(*request, *entry, *spellings)) {
             logger_function(3, kSource, "Insufficient access level - unauthorized");
             request->unauthorized(request->getURI());
             return -1;

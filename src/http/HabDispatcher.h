@@ -15,10 +15,10 @@ class HabHandler;
 class HabRequest;
 class HabTimer;
 
-// What an expression found in a URI: the part that it matched, and the texts of the placeholders that took part, each
-// with its number among the names.
+// What an expression found in a URI: what else has been asked for with it (see plainer_spellings), and the texts of the
+// placeholders that took part, each with its number among the names.
 struct UriMatch {
-    std::string part;
+    std::vector<std::string> spellings;
     std::vector<std::pair<std::size_t, std::string>> segments;
 };
 

@@ -21,7 +21,7 @@
 #include "tests/support/WebConfiguration.h"
 
 // FrontEndFiles: one configuration for the whole test process, since the access map is read once. Everything is
-// open but what lies below /system/closed.
+// open but what lies below /system/closed, and two paths without what lies below them.
 class FrontEndFiles {
   public:
     static HabConfig* config() {
@@ -35,7 +35,7 @@ class FrontEndFiles {
                           std::string(R"({"hab.path": ")") + m_directory.path() + "\"}");
         m_directory.write("accessmap.json", R"({
             "/": {"GET": 0, "PUT": 0, "POST": 0, "DELETE": 0},
-            "/system/closed": {"GET": 2, "POST": 2}})");
+            "/system/closed": {"GET": 2, "POST": 2}, "/system/(a/)?exact$": {"GET": 2}})");
         m_config = std::make_unique<HabConfig>(m_directory.path());
     }
 
