@@ -60,6 +60,11 @@ UniqueFd connection_to(const char* host, int port) {
 // The header of the post, empty when it does not fit. One that is cut would make the server take the body for more
 // of the header.
 std::string post_header(const char* path, const char* host, std::string_view body, const std::string& now) {
+    // Location and channel are whatever the configuration says.
+    if (std::strpbrk(path, "\r\n") != nullptr) {
+        logger_function(3, kModule, "Not posting to a path with line ends");
+        return {};
+    }
     const std::string etag = md5_hex(body);
     const std::string last_modified = now.substr(0, std::min(now.find('\n'), kMaxLastModified));
     logger_function(7, kModule, "generated Etag: %s", etag.c_str());

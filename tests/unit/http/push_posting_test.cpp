@@ -174,6 +174,14 @@ TEST_F(DoHttpPost, SendsNothingWhenTheHeaderDoesNotFit) {
     EXPECT_THAT(Posted().header, StartsWith("POST / "));
 }
 
+TEST_F(DoHttpPost, SendsNothingToAPathOfTwoLines) {
+    EXPECT_EQ(Post("/publish?channel=a HTTP/1.1\r\nX: b", "{}"), -1);
+    EXPECT_EQ(Post("/publish\nchannel", "{}"), -1);
+
+    EXPECT_EQ(Post("/", "{}"), 0);
+    EXPECT_THAT(Posted().header, StartsWith("POST / "));
+}
+
 TEST_F(DoHttpPost, FailsWhenNobodyListens) {
     const UnusedPort port;
 
