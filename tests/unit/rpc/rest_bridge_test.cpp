@@ -10,6 +10,7 @@
 #include "src/http/HabRequest.h"
 #include "src/http/HabSession.h"
 #include "src/rpc/NotificationManager.h"
+#include "src/rpc/RPCRequest.h"
 #include "src/rpc/RPCServer.h"
 #include "tests/support/RpcFakes.h"
 #include "tests/support/TempDirectory.h"
@@ -299,6 +300,19 @@ TEST_F(RestBridgeTest, NotifiesTheOldAndTheNewSessionOfAConnectionThatSatIdleToo
     EXPECT_NE(resource.sessions.at(0), resource.sessions.at(1));
     EXPECT_EQ(transport.getSessionNumberId(), resource.sessions.at(1));
     EXPECT_EQ(transport.texts().size(), before + 2);
+}
+
+TEST_F(RestBridgeTest, KeepsTheSessionOfItsConnectionHoweverManyOthersThereAre) {
+    Call("read", R"({"path": "/resource"})");
+    for (size_t i = 0; i < HabSessionImpl::kMaxSessions; ++i) {
+        RecordingTransport other(&server);
+        RPCRequest request("GET", "/", nullptr, &other);
+        HabSessionImpl::sessionForRequest(&request);
+    }
+
+    Call("read", R"({"path": "/resource"})");
+
+    EXPECT_EQ(resource.sessions.at(0), resource.sessions.at(1));
 }
 
 TEST_F(RestBridgeTest, SurvivesTheEndOfTheConnectionDuringItsCall) {
