@@ -1,6 +1,7 @@
 #include "HttpClient.h"
 
 #include <arpa/inet.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -48,6 +49,11 @@ void HttpClient::send(const std::string& bytes) {
         }
         sent += static_cast<size_t>(n);
     }
+}
+
+bool HttpClient::hasArrived(int timeout_ms) const {
+    pollfd look{m_socket.get(), POLLIN, 0};
+    return !m_received.empty() || poll(&look, 1, timeout_ms) == 1;
 }
 
 void HttpClient::reset() {

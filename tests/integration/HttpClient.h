@@ -30,6 +30,8 @@ class HttpClient {
     // Raw bytes, for requests that no client would write.
     void send(const std::string& bytes);
     HttpResponse receive(bool has_body = true);
+    // Whether something of an answer is there; waits for it at most so long, and reads nothing.
+    [[nodiscard]] bool hasArrived(int timeout_ms) const;
     void close() { m_socket.reset(); }
     void reset();
     // Ends our side of the connection.

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -11,6 +7,7 @@
 #include "config_client/config_client_api.h"
 #include "device/configd/ConfigElement.h"
 #include "device/configd/vbuf_codec.h"
+#include "tests/support/FullDisk.h"
 
 // The vocabulary of these tests.
 
@@ -48,21 +45,3 @@ inline std::string Vbuf(const Elements& elements) {
     }
     return payload;
 }
-
-// While it lives, the files of a process (0 is this one) do not grow beyond a size: as on a full disk.
-class FullDisk {
-  public:
-    explicit FullDisk(rlim_t file_bytes = 0, pid_t process = 0) : m_process(process) {
-        signal(SIGXFSZ, SIG_IGN);
-        prlimit(m_process, RLIMIT_FSIZE, nullptr, &m_before);
-        const rlimit limit{file_bytes, m_before.rlim_max};
-        prlimit(m_process, RLIMIT_FSIZE, &limit, nullptr);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-    ~FullDisk() { prlimit(m_process, RLIMIT_FSIZE, &m_before, nullptr); }
-
-  private:
-    pid_t m_process;
-    rlimit m_before{};
-};
