@@ -10,7 +10,7 @@
 
 #include "device/cbusd/Broker.h"
 
-// ImpatientBus: the broker of cbusd on a thread of the test, with less patience for a silent provider.
+// ImpatientBus: the broker of cbusd on a thread of the test, with less patience for who neither answers nor reads.
 class ImpatientBus {
   public:
     ImpatientBus(const std::string& address, uint32_t patience_ms)
@@ -30,6 +30,7 @@ class ImpatientBus {
     static BrokerOptions options(uint32_t patience_ms) {
         BrokerOptions options;
         options.reply_timeout_ms = patience_ms;
+        options.slow.holding_ms = patience_ms;
         options.check_interval_ms = kWakeMs;
         return options;
     }

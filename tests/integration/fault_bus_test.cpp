@@ -26,6 +26,9 @@ TEST_F(BusFaults, WithoutItsBusTheDaemonServesWhatItKnowsAndRefusesToWrite) {
     EXPECT_EQ(Put("/example/test", R"({"a": "lost"})"), 500);
     EXPECT_EQ(Get("/example/test"), kX);
     EXPECT_EQ(Request("GET", "/system/info").status, 200);
+    const long used_ms = m_unit.daemon().usedMs();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_LT(m_unit.daemon().usedMs() - used_ms, 250);
     RestartBusAndDaemon();
 }
 

@@ -119,6 +119,24 @@ TEST_F(SilentDatabase, WhoseRepliesComeTooLateConfusesNoLaterRequest) {
     EXPECT_EQ(GetOnce(kTest, R"({"a":"x","b":null,"c":null})"), R"({"a":"x","b":null,"c":null})");
 }
 
+TEST_F(SilentDatabase, ThatIsSentMoreThanTheBusKeepsForItIsCutOffAndJoinsAgain) {
+    const std::string much(480000, 'x');
+    m_unit.database().signal(SIGSTOP);
+
+    // Some 10 MB: the bus holds the daemon up, and lets it go on when it has given the database up.
+    for (int i = 10; i < 30; ++i) {
+        EXPECT_EQ(Put("/example/test/static/x", R"({"abc": ")" + std::to_string(i) + much + "\"}"), 200);
+    }
+    m_unit.database().signal(SIGCONT);
+
+    EXPECT_TRUE(m_unit.database().awaitOutput("the bus is gone: joining it again"));
+    const OtherProgram other(m_unit);
+    for (int i = 0; i < 1000 && Store("ram.system.test.a", "x") != CONFIG_OK; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(GetOnce(kTest, R"({"a":"x","b":null,"c":null})"), R"({"a":"x","b":null,"c":null})");
+}
+
 class FullDatabase : public DatabaseFaults {
   protected:
     static constexpr const char* kRules = "/system/debug/syslog-rules";

@@ -2,8 +2,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "gtest/gtest.h"
 
@@ -194,6 +196,36 @@ TEST_F(Start, ADaemonDetachesAndWritesItsPidFile) {
 
     OutputOf(DaemonArguments(), &status);
 
+    ExpectAServingDaemon(status);
+}
+
+// No end of the daemon removes the file: that is the affair of who starts it.
+TEST_F(Start, ADaemonThatWasKilledUnderRequestsStartsAgainOnceItsPidFileIsRemoved) {
+    m_unit.startBus();
+    m_unit.startDatabase();
+    int status = -1;
+    OutputOf(DaemonArguments(), &status);
+    const int pid = AwaitPid(PidFile());
+    ASSERT_GT(pid, 0);
+    ASSERT_EQ(AwaitAnswer("/system/info"), 200);
+    std::atomic<int> answers = 0;
+    std::thread requests([&] {
+        HttpClient client = m_unit.http();
+        while (client.request("GET", "/system/status").status == 200) {
+            ++answers;
+        }
+    });
+    for (int i = 0; i < 500 && answers < 20; ++i) {
+        usleep(10000);
+    }
+
+    kill(pid, SIGKILL);
+    requests.join();
+
+    EXPECT_GE(answers, 20);
+    EXPECT_EQ(OutputOf(DaemonArguments(), &status), PidFile() + " already exists\n");
+    std::filesystem::remove(PidFile());
+    OutputOf(DaemonArguments(), &status);
     ExpectAServingDaemon(status);
 }
 

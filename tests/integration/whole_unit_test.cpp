@@ -1,51 +1,21 @@
-#include <filesystem>
-
-#include "UnitFixture.h"
+#include "CommandsUnit.h"
+#include "EventsUnit.h"
 
 // What the daemon does together with the other programs of the unit.
 
 namespace {
 
-constexpr const char* kWarning = "/system/user-events/oem-warning";
-constexpr const char* kAlerts = "/system/user-events/alerts";
-constexpr const char* kLog = "/system/user-events/log";
-
-class WholeUnit : public UnitFixture {
+class WholeUnit : public EventsUnit {
   protected:
-    void SetUp() override {
-        m_unit.startBus();
-        m_unit.startDatabase();
-        m_eventd = &m_unit.startOther(EVENTD_PROGRAM);
-        m_unit.startDaemon();
-    }
-
     std::string File(const char* name) const { return m_unit.directory() / name; }
 
     static void SubscribeSystem(RpcClient& client, const std::string& path) {
         const JsonPtr answer = client.call("create", R"({"path": "/system/subscriptions)" + path + R"("})");
         ASSERT_EQ(Number(answer, {"result", "code"}), 201.0) << path;
     }
-    // The states and numbers of the entries of a collection: "ON 5, OFF 5".
-    std::string Entries(const char* collection) {
-        const JsonPtr list(cJSON_Parse(Request("GET", collection).body.c_str()));
-        std::string text;
-        const cJSON* entry = nullptr;
-        cJSON_ArrayForEach(entry, list.get()) {
-            text += text.empty() ? "" : ", ";
-            text += std::string(cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(entry, "state"))) +
-                    " " + Compact(cJSON_GetObjectItemCaseSensitive(entry, "info"));
-        }
-        return text;
-    }
-    std::string EntriesOnce(const char* collection, const std::string& expected) {
-        for (int i = 0; i < 1000 && Entries(collection) != expected; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return Entries(collection);
-    }
-
-    Program* m_eventd = nullptr;
 };
+
+class Commands : public CommandsUnit {};
 
 }  // namespace
 
@@ -145,39 +115,6 @@ TEST_F(WholeUnit, AButtonThatIsPressedShows) {
 
     EXPECT_NE(Get("/system/status").find("\"reset_pressed\":\"RESET_BUTTON_PRESSED\""), std::string::npos);
 }
-
-// The commands are found on the daemon's PATH; these are scripts.
-class Commands : public UnitFixture {
-  protected:
-    void SetUp() override {
-        std::filesystem::create_directory(File("bin"));
-        Script("ip", "echo \"$@\"; echo to stderr >&2; exit 3");
-        Script("tcpdump", "trap 'exit 0' TERM; while :; do sleep 0.01; done");
-        m_path = getenv("PATH");
-        setenv("PATH", (File("bin") + ":" + m_path).c_str(), 1);
-        UnitFixture::SetUp();
-    }
-    void TearDown() override {
-        UnitFixture::TearDown();
-        setenv("PATH", m_path.c_str(), 1);
-    }
-
-    std::string File(const std::string& name) const { return m_unit.directory() / name; }
-    void Script(const std::string& name, const std::string& text) const {
-        const std::string path = File("bin/" + name);
-        std::ofstream(path) << "#!/bin/sh\n" << text << "\n";
-        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
-    }
-    std::string Contents(const std::string& name) const {
-        std::ifstream file(File(name));
-        std::string line;
-        std::getline(file, line);
-        return line;
-    }
-    static constexpr const char* kCommands = "/system/oem/privileged-cmds";
-
-    std::string m_path;
-};
 
 TEST_F(Commands, ACommandLeavesItsOutputAndItsExitCode) {
     const std::string payload =
