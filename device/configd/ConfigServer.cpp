@@ -13,8 +13,9 @@
 
 namespace {
 
+// All that the bus sends here is answered, the bare name as well: who does not answer is taken for silent.
 constexpr const char* kProvided = "config";
-constexpr const char* kCallbackPrefix = "config.";
+constexpr const char* kSignalPrefix = "config.";
 // "config.write" also begins "config.writev".
 constexpr const char* kFilters[] = {"config.write", "config.delm", "config.sync", "config.validate"};
 
@@ -29,8 +30,8 @@ std::string_view bytes(const void* data, uint32_t length) {
 ConfigServer::ConfigServer(_fdloop_t* loop, _cbus_conn_t* connection, ConfigDatabase& database)
     : m_loop(loop), m_connection(connection), m_service(database, *this) {
     cbus_client_init_cb(connection);
-    cbus_client_request_cb_add(connection, kCallbackPrefix, on_request, this);
-    cbus_client_signal_cb_add(connection, kCallbackPrefix, on_signal, this);
+    cbus_client_request_cb_add(connection, kProvided, on_request, this);
+    cbus_client_signal_cb_add(connection, kSignalPrefix, on_signal, this);
     m_idler = fdloop_idler_add(loop, on_turn, this);
     announce_names();
     cbus_send_signal(connection, "config.start", nullptr, 0);
@@ -39,8 +40,8 @@ ConfigServer::ConfigServer(_fdloop_t* loop, _cbus_conn_t* connection, ConfigData
 ConfigServer::~ConfigServer() {
     m_service.commit();
     fdloop_idler_del(m_loop, m_idler);
-    cbus_client_request_cb_del(m_connection, kCallbackPrefix, on_request, this);
-    cbus_client_signal_cb_del(m_connection, kCallbackPrefix, on_signal, this);
+    cbus_client_request_cb_del(m_connection, kProvided, on_request, this);
+    cbus_client_signal_cb_del(m_connection, kSignalPrefix, on_signal, this);
     if (m_timer != nullptr) {
         fdloop_timer_del(m_loop, m_timer);
     }

@@ -97,7 +97,8 @@ std::optional<std::string> ConfigService::handle_request(std::string_view name, 
     if (operation == "stat") {
         return m_reads.stat(argument);
     }
-    if (operation == "factory_reset") {
+    // What is meant to be for some keys must not take all.
+    if (operation == "factory_reset" && argument.empty()) {
         return factory_reset();
     }
     return std::string();

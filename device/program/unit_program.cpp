@@ -27,6 +27,11 @@ void on_end_signal(evutil_socket_t, short, void*) noexcept {
     end_is_asked = true;
 }
 
+// There is no configuration to read again.
+void on_hangup_signal(evutil_socket_t, short, void* name) noexcept {
+    logger_function(5, static_cast<const char*>(name), "SIGHUP is ignored");
+}
+
 void on_rejoin_timer(void*, int, _fdloop_timer_t*) noexcept {}
 
 void announce_stopping(std::optional<ServiceNotifier>& notifier) {
@@ -88,8 +93,11 @@ int unit_program_run(const char* name, const MakeUnitService& make_service) {
     const EventBasePtr base(event_base_new());
     const EventPtr on_term(evsignal_new(base.get(), SIGTERM, on_end_signal, nullptr));
     const EventPtr on_int(evsignal_new(base.get(), SIGINT, on_end_signal, nullptr));
-    event_add(on_term.get(), nullptr);
-    event_add(on_int.get(), nullptr);
+    // The logger takes the name as it is and changes nothing in it.
+    const EventPtr on_hangup(evsignal_new(base.get(), SIGHUP, on_hangup_signal, const_cast<char*>(name)));
+    for (const EventPtr* signal_event : {&on_term, &on_int, &on_hangup}) {
+        event_add(signal_event->get(), nullptr);
+    }
     const FdLoopPtr loop(fdloop_init_libevent(base.get()));
     BusConnection connection(cbus_conn_create(loop.get(), name));
     if (connection == nullptr) {

@@ -21,7 +21,7 @@ class ChildFaults : public CommandsUnit {
 
 TEST_F(ChildFaults, OutputThatFloodsGoesPastTheDaemon) {
     Script("ip", "yes flood | head -c 67108864");
-    Script("tcpdump", "yes flood");
+    Script("tcpdump", "exec yes flood");
     ASSERT_EQ(Get("/example/test"), R"({"a":null,"b":null,"c":null})");
     const long before = ResidentKib();
 

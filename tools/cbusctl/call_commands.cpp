@@ -45,5 +45,10 @@ ExitStatus command_send(const CommandContext& context) {
     if (outcome == Outcome::kOk) {
         outcome = client.signal(context.command.name, context.command.data.value_or(""));
     }
+    // Nobody answers a signal. The bus's answer to what comes behind it tells that it was taken, from this user too.
+    BusMessage answer;
+    if (outcome == Outcome::kOk) {
+        outcome = client.call("cbus.status", "", answer);
+    }
     return command_end(outcome, client, context.output);
 }

@@ -290,6 +290,14 @@ TEST_F(Service, FactoryResetAnswersZeroAndAnnouncesWhatChanged) {
     EXPECT_EQ(m_signals[0].data, Vbuf({{"cfg.a", Deleted(), 0}}));
 }
 
+TEST_F(Service, FactoryResetOfSomethingIsNoneOfAll) {
+    Write("cfg.a", Number(1));
+
+    EXPECT_EQ(Request("config.factory_reset.cfg.b", Words({-1})), "");
+
+    EXPECT_NE(m_database->find("cfg.a"), nullptr);
+}
+
 TEST_F(Service, FactoryResetTellsThatTheStoreRefused) {
     Write("cfg.a", Number(1));
     const FullDisk full_disk;

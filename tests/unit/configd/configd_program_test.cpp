@@ -122,6 +122,19 @@ TEST_F(DatabaseProgram, APatternReadDeliversAllThatMatches) {
     EXPECT_EQ(elements[1].type, CONFIG_TYPE_INT);
 }
 
+// An answer that never comes would make it silent to the bus, which then answers everybody in its place.
+TEST_F(DatabaseProgram, ARequestOfItsBareNameIsAnsweredEmpty) {
+    Serve();
+    void* data = nullptr;
+
+    const int cookie = cbus_send_request(m_connection.get(), "config", nullptr, 0);
+
+    EXPECT_EQ(cbus_get_reply(m_connection.get(), cookie, &data), 0);
+    const Malloced<void> reply(data);
+    EXPECT_THAT(m_bus->output(), testing::Not(HasSubstr("has not answered")));
+    EXPECT_EQ(Modify("cfg.test.after", "x"), 0);
+}
+
 TEST_F(DatabaseProgram, AChangeReachesWhoRegisteredForIt) {
     Serve();
     int calls = 0;

@@ -71,6 +71,17 @@ TEST_P(UnitProgramLife, TellsTheWatchdogThatItLivesThoughTheBusIsGone) {
     EXPECT_EQ(m_manager.AwaitNews(), "STOPPING=1");
 }
 
+TEST_P(UnitProgramLife, IgnoresAHangUp) {
+    StartProgram();
+    ASSERT_EQ(m_manager.Await(), "READY=1");
+
+    m_program->signal(SIGHUP);
+
+    EXPECT_TRUE(m_program->awaitOutput("SIGHUP is ignored"));
+    m_program->signal(SIGTERM);
+    EXPECT_EQ(m_program->awaitEnd(), 0);
+}
+
 TEST_P(UnitProgramLife, IsReadyOnceThoughTheBusIsStartedAnew) {
     StartProgram();
     ASSERT_EQ(m_manager.Await(), "READY=1");

@@ -185,6 +185,17 @@ TEST_F(Cbusctl, AUserWhoMayNotMonitorIsToldSo) {
     EXPECT_EQ(m_complaints, "cbusctl: the bus does not let this user monitor it\n");
 }
 
+TEST_F(Cbusctl, AUserWhoMayNotUseTheBusIsToldThatNothingWasSent) {
+    const std::string become_nobody = "setpriv --reuid 65534 --clear-groups -- \"$TOOL\" ";
+    if (RunShell(become_nobody + "-h") != 0) {
+        GTEST_SKIP() << "cannot become somebody else who may run the program";
+    }
+
+    EXPECT_EQ(RunShell(become_nobody + "send test.a hello"), 3);
+
+    EXPECT_EQ(m_complaints, "cbusctl: the connection has ended\n");
+}
+
 TEST_F(Cbusctl, AMonitorOfAQuietBusPrintsNothingOfItsOwn) {
     m_database.reset();
 
