@@ -7,6 +7,9 @@ namespace {
 
 constexpr const char* kModule = "src/BaseCollection";
 constexpr std::size_t kMaxEntryPath = 199;
+// Entries come and go under ever new names, and so do their subscribers: beyond this many the maps in which nobody is
+// left go when another one is made.
+constexpr std::size_t kMaxIdleMaps = 100;
 
 // An entry that exists has no such operation.
 void refuse_entry_operation(BaseCollection& collection, const char* entry, HabRequest* request) {
@@ -63,9 +66,19 @@ void BaseCollection::createEntrySubscription(const char* entry, HabRequest* requ
         return;
     }
     if (const auto accepted = acceptSubscription(request, getEntrySubscription(entry, *session))) {
-        entrySubscriptions[entry].emplace(*session, *accepted);
+        subscriptionsFor(entry).emplace(*session, *accepted);
         replySubscription(request, StatusCode::kCreated, entryPath(entry).c_str(), &*accepted);
     }
+}
+
+BasePathHandler::SubscriptionMap& BaseCollection::subscriptionsFor(const char* entry) {
+    if (SubscriptionMap* const records = getEntrySubscriptionMap(entry)) {
+        return *records;
+    }
+    if (entrySubscriptions.size() >= kMaxIdleMaps) {
+        std::erase_if(entrySubscriptions, [](const auto& records) { return records.second.empty(); });
+    }
+    return entrySubscriptions[entry];
 }
 
 void BaseCollection::readEntrySubscription(const char* entry, HabRequest* request) {

@@ -52,6 +52,8 @@ class BaseCollection : public BasePathHandler {
     // Cut to 199 characters.
     [[nodiscard]] std::string entryPath(const char* entry) const;
     [[nodiscard]] SubscriberNotice entryNotice(const char* entry);
+    // The entry's map, made when there is none.
+    [[nodiscard]] SubscriptionMap& subscriptionsFor(const char* entry);
 
     std::map<std::string, SubscriptionMap, std::less<>> entrySubscriptions;
 };

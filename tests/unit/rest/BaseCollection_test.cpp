@@ -7,10 +7,10 @@
 
 namespace {
 
-// Has the entry "e", and below it a resource "child".
+// Has entries that begin with "e", and below each a resource "child".
 class Rules : public BaseCollection {
   public:
-    bool isEntry(const char* entry) override { return std::strcmp(entry, "e") == 0; }
+    bool isEntry(const char* entry) override { return entry[0] == 'e'; }
     BasePathHandler* findEntrySubPathHandler(const char* entry, const char* name) override {
         return isEntry(entry) && std::strcmp(name, "child") == 0 ? findSubPathHandler("e/child") : nullptr;
     }
@@ -113,6 +113,27 @@ TEST_F(CollectionSubscription, OnAnEntryIsGoneAfterItsDeletionAndLeavesTheEntrys
 
     EXPECT_EQ(m_rules->getEntrySubscription("e", m_first.number()), nullptr);
     EXPECT_NE(m_rules->getEntrySubscriptionMap("e"), nullptr);
+}
+
+TEST_F(CollectionSubscription, OnManyEntriesTakesTheMapsAwayInWhichNobodyIsLeft) {
+    for (int i = 0; i < 150; ++i) {
+        const std::string entry = "/api/rules/e" + std::to_string(i);
+        subscribe(m_first, entry);
+        remove(("/api/subscriptions" + entry).c_str());
+    }
+
+    EXPECT_EQ(m_rules->getEntrySubscriptionMap("e0"), nullptr);
+    EXPECT_NE(m_rules->getEntrySubscriptionMap("e149"), nullptr);
+}
+
+TEST_F(CollectionSubscription, OnManyEntriesLeavesTheOnesThatAreLeft) {
+    subscribe(m_second, "/api/rules/e");
+    for (int i = 0; i < 150; ++i) {
+        subscribe(m_first, "/api/rules/e" + std::to_string(i));
+    }
+
+    EXPECT_NE(m_rules->getEntrySubscription("e", m_second.number()), nullptr);
+    EXPECT_NE(m_rules->getEntrySubscription("e0", m_first.number()), nullptr);
 }
 
 TEST_F(CollectionSubscription, OnAnEntryIsRefusedWithoutASession) {
