@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
+#include "CommandScripts.h"
 #include "UnitFixture.h"
 
 // CommandsUnit: a unit whose privileged commands are scripts. They are found on the daemon's PATH.
@@ -13,24 +13,13 @@ class CommandsUnit : public UnitFixture {
     static constexpr const char* kCommands = "/system/oem/privileged-cmds";
 
     void SetUp() override {
-        std::filesystem::create_directory(File("bin"));
         Script("ip", "echo \"$@\"; echo to stderr >&2; exit 3");
         Script("tcpdump", "trap 'exit 0' TERM; while :; do sleep 0.01; done");
-        m_path = getenv("PATH");
-        setenv("PATH", (File("bin") + ":" + m_path).c_str(), 1);
         UnitFixture::SetUp();
-    }
-    void TearDown() override {
-        UnitFixture::TearDown();
-        setenv("PATH", m_path.c_str(), 1);
     }
 
     std::string File(const std::string& name) const { return m_unit.directory() / name; }
-    void Script(const std::string& name, const std::string& text) const {
-        const std::string path = File("bin/" + name);
-        std::ofstream(path) << "#!/bin/sh\n" << text << "\n";
-        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
-    }
+    void Script(const std::string& name, const std::string& text) const { m_scripts.add(name, text); }
     // The first line.
     std::string Contents(const std::string& name) const {
         std::ifstream file(File(name));
@@ -45,5 +34,5 @@ class CommandsUnit : public UnitFixture {
         return Contents(name);
     }
 
-    std::string m_path;
+    const CommandScripts m_scripts{m_unit.directory()};
 };

@@ -10,9 +10,9 @@
 
 #include "gtest/gtest.h"
 
+#include "OtherProgram.h"
 #include "RunningUnit.h"
-#include "cbus/cbus.h"
-#include "config_client/config_client_api.h"
+#include "json_answers.h"
 
 // UnitFixture: the real unit, and what tests say to it over HTTP and JSON-RPC. JSON is compared as text without
 // blanks.
@@ -90,44 +90,7 @@ class UnitFixture : public testing::Test {
         ASSERT_EQ(Number(answer, {"result", "code"}), 201.0) << path;
     }
     // The next notification as "Updated /path {"data":1}", "-" for no data.
-    static std::string Told(RpcClient& client) {
-        const JsonPtr message = client.receive();
-        const cJSON* const data = Member(message, {"params", "data"});
-        return Text(message, {"method"}) + " " + Text(message, {"params", "path"}) + " " +
-               (data == nullptr ? "-" : Compact(data));
-    }
-
-    static const cJSON* Member(const JsonPtr& object, std::initializer_list<const char*> path) {
-        const cJSON* at = object.get();
-        for (const char* name : path) {
-            at = cJSON_GetObjectItemCaseSensitive(at, name);
-        }
-        return at;
-    }
-    static double Number(const JsonPtr& object, std::initializer_list<const char*> path) {
-        return cJSON_GetNumberValue(Member(object, path));
-    }
-    static std::string Text(const JsonPtr& object, std::initializer_list<const char*> path) {
-        const char* const text = cJSON_GetStringValue(Member(object, path));
-        return text != nullptr ? text : "(no text)";
-    }
-    static std::string Compact(const cJSON* item) {
-        const JsonText text(cJSON_PrintUnformatted(item));
-        return text == nullptr ? std::string() : std::string(text.get());
-    }
+    static std::string Told(RpcClient& client) { return NotificationText(client.receive()); }
 
     RunningUnit m_unit;
-};
-
-// OtherProgram: another client of the configuration database of the unit.
-class OtherProgram {
-  public:
-    explicit OtherProgram(const RunningUnit& unit) {
-        setenv("CBUS_ADDR", unit.busAddress().c_str(), 1);
-        m_bus.reset(cbus_conn_create(nullptr, "test"));
-        config_init_cbus(m_bus.get(), nullptr);
-    }
-
-  private:
-    COwned<_cbus_conn_t, cbus_conn_destroy> m_bus;
 };
