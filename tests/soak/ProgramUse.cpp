@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <thread>
+#include <utility>
 
 #include "median.h"
 
@@ -26,16 +27,30 @@ bool is_growth(long warm_kib, long end_kib) {
            std::max(ProgramWatch::kMaxGrowthKib, warm_kib * ProgramWatch::kMaxGrowthPercent / 100);
 }
 
+// None of a program that has ended.
 long count_descriptors(pid_t pid) {
-    const std::filesystem::directory_iterator entries("/proc/" + std::to_string(pid) + "/fd");
+    std::error_code error;
+    const std::filesystem::directory_iterator entries("/proc/" + std::to_string(pid) + "/fd", error);
     return std::distance(begin(entries), end(entries));
+}
+
+// Without the connections that are just going: the least of a second.
+long count_settled_descriptors(pid_t pid) {
+    long least = count_descriptors(pid);
+    for (int i = 0; i < 100; ++i) {
+        std::this_thread::sleep_for(kPause);
+        least = std::min(least, count_descriptors(pid));
+    }
+    return least;
 }
 
 }  // namespace
 
+ProgramWatch::ProgramWatch(std::string name, pid_t pid)
+    : m_name(std::move(name)), m_pid(pid), m_descriptors_before(count_settled_descriptors(pid)) {}
+
 ProgramUse ProgramUse::of(pid_t pid) {
     ProgramUse use;
-    use.descriptors = count_descriptors(pid);
     std::ifstream file("/proc/" + std::to_string(pid) + "/smaps_rollup");
     file.ignore(4096, '\n');  // the range of addresses
     std::string name;
@@ -61,11 +76,8 @@ void ProgramWatch::awaitQuiet(std::chrono::milliseconds limit) {
 }
 
 bool ProgramWatch::hasGrown() const {
-    const auto has_grown = [this](long ProgramUse::*member) {
-        return is_growth(median_of(m_warm, member), median_of(m_end, member));
-    };
     return !m_warm.empty() && !m_end.empty() &&
-           (has_grown(&ProgramUse::resident) || has_grown(&ProgramUse::proportional));
+           is_growth(median_of(m_warm, &ProgramUse::resident), median_of(m_end, &ProgramUse::resident));
 }
 
 void ProgramWatch::print() const {

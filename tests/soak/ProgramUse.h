@@ -4,14 +4,12 @@
 
 #include <chrono>
 #include <string>
-#include <utility>
 #include <vector>
 
-// What one program of the unit holds. Memory in KiB.
+// The memory of one program of the unit, in KiB.
 struct ProgramUse {
     long resident = 0;
     long proportional = 0;  // shared pages by their share
-    long descriptors = 0;
 
     static ProgramUse of(pid_t pid);
 };
@@ -24,8 +22,8 @@ class ProgramWatch {
     static constexpr long kMaxGrowthKib = 256;
     static constexpr long kMaxGrowthPercent = 2;
 
-    ProgramWatch(std::string name, pid_t pid)
-        : m_name(std::move(name)), m_pid(pid), m_descriptors_before(ProgramUse::of(pid).descriptors) {}
+    // Takes a second.
+    ProgramWatch(std::string name, pid_t pid);
 
     enum class Span { kWarm, kEnd };
     void sample(Span span) { samples(span).push_back(ProgramUse::of(m_pid)); }
@@ -33,7 +31,8 @@ class ProgramWatch {
     // Waits until as many descriptors are open as before the load, at most so long.
     void awaitQuiet(std::chrono::milliseconds limit);
 
-    // No without samples of both spans.
+    // Of resident memory alone: what is shared weighs more when an unrelated program that shared it ends. No without
+    // samples of both spans.
     [[nodiscard]] bool hasGrown() const;
     [[nodiscard]] long descriptorDrift() const { return m_quiet_descriptors - m_descriptors_before; }
     void print() const;

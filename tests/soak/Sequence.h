@@ -20,7 +20,6 @@ class Sequence {
             m_tally.countLost(m_kind, number - m_last - 1,
                               std::to_string(number) + " after " + std::to_string(m_last));
         }
-        m_tally.countNotified();
         m_last = number;
     }
     // The last one that was heard, 0 for none.

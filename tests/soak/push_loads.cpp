@@ -98,6 +98,7 @@ class Poller : public Load {
         }
         const cJSON* event = nullptr;
         cJSON_ArrayForEach(event, events) {
+            m_soak.tally.countNotified();
             m_heard.hear(number(event, "number"));
             m_last_id = number(event, "id");
         }

@@ -1,12 +1,15 @@
+#include <sys/wait.h>
+
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <string>
+#include <optional>
+#include <stop_token>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ApiClients.h"
@@ -128,7 +131,8 @@ void end_programs(const std::vector<NamedProgram>& programs, Tally& tally) {
     for (const auto& [name, program] : programs) {
         const bool was_running = program->isRunning();
         program->signal(SIGTERM);
-        const bool has_ended = program->awaitEnd().has_value();
+        const std::optional<int> status = program->awaitEnd();
+        const bool has_ended = status && (!WIFSIGNALED(*status) || WTERMSIG(*status) == SIGTERM);
         if (!was_running || !has_ended || program->output().find("Sanitizer") != std::string::npos) {
             tally.countError(name, program->output());
         }
