@@ -16,7 +16,7 @@ namespace {
 
 void ignore_signal(int) {}
 
-// exit() is not safe in a handler by the book, yet wanted: the exit handlers remove the pid file.
+// exit() is not safe in a handler by the book, yet wanted: what has been registered for the end of the process runs.
 void exit_on_signal(int) {
     std::exit(1);
 }
