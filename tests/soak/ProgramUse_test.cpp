@@ -47,7 +47,7 @@ TEST(ProgramWatch, SeesMemoryThatIsKept) {
 }
 
 TEST(ProgramWatch, AllowsALittle) {
-    constexpr size_t kKept = size_t{64} * 1024;
+    constexpr size_t kKept = size_t{16} * 1024;
     ProgramWatch watch("test", getpid());
     watch.sample(ProgramWatch::Span::kWarm);
     const std::vector<char> kept(kKept, 'x');
