@@ -15,21 +15,6 @@
 
 namespace {
 
-// Clients of both kinds that keep their connections.
-struct Crowd {
-    void join(const RunningUnit& unit, int http_count, int rpc_count) {
-        for (int i = 0; i < http_count; ++i) {
-            http.push_back(unit.http());
-        }
-        for (int i = 0; i < rpc_count; ++i) {
-            rpc.push_back(unit.rpc());
-        }
-    }
-
-    std::list<HttpClient> http;
-    std::list<RpcClient> rpc;
-};
-
 bool IsServed(HttpClient& client) {
     return client.request("GET", "/system/info").status == 200;
 }
@@ -48,6 +33,30 @@ auto served(Connect connect) {
     }
     return client;
 }
+
+// Clients of both kinds that keep their connections.
+struct Crowd {
+    void join(const RunningUnit& unit, int http_count, int rpc_count) {
+        for (int i = 0; i < http_count; ++i) {
+            http.push_back(unit.http());
+        }
+        for (int i = 0; i < rpc_count; ++i) {
+            rpc.push_back(unit.rpc());
+        }
+    }
+    // Each is served before the next one comes.
+    void joinServed(const RunningUnit& unit, int http_count, int rpc_count) {
+        for (int i = 0; i < http_count; ++i) {
+            http.push_back(served([&unit] { return unit.http(); }));
+        }
+        for (int i = 0; i < rpc_count; ++i) {
+            rpc.push_back(served([&unit] { return unit.rpc(); }));
+        }
+    }
+
+    std::list<HttpClient> http;
+    std::list<RpcClient> rpc;
+};
 
 class Limits : public UnitFixture {
   protected:
@@ -69,7 +78,7 @@ class Limits : public UnitFixture {
 
 TEST_F(Limits, The513thHttpConnectionIsClosedAtOnceAndTheOthersAreServed) {
     Crowd crowd;
-    crowd.join(m_unit, 512, 0);
+    crowd.joinServed(m_unit, 512, 0);
     EXPECT_TRUE(IsServed(crowd.http.back()));
 
     EXPECT_TRUE(m_unit.http().awaitClose());
@@ -85,7 +94,7 @@ TEST_F(Limits, The513thHttpConnectionIsClosedAtOnceAndTheOthersAreServed) {
 
 TEST_F(Limits, The257thJsonRpcConnectionIsClosedAtOnceAndTheOthersAreServed) {
     Crowd crowd;
-    crowd.join(m_unit, 0, 256);
+    crowd.joinServed(m_unit, 0, 256);
     EXPECT_TRUE(IsServed(crowd.rpc.back()));
 
     EXPECT_TRUE(m_unit.rpc().isClosed());
