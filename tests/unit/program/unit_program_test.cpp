@@ -30,8 +30,8 @@ class UnitProgramLife : public RunningDatabase, public testing::WithParamInterfa
         const std::string name = std::filesystem::path(GetParam()).filename().string();
         return size > 0 && std::string(text.get()).find('"' + name + '"') != std::string::npos;
     }
-    // Ready, and back from the call that told so: under the thread sanitizer a signal that comes in the middle of that call
-    // has no effect.
+    // Ready, and some time to be back from the call that told so. Under the thread sanitizer, and there alone, a signal
+    // sent at once was at times without effect, for a reason that is not known.
     void AwaitReady() {
         ASSERT_EQ(m_manager.Await(), "READY=1");
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
