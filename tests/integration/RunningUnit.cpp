@@ -80,6 +80,7 @@ void RunningUnit::startBus() {
 }
 
 void RunningUnit::startDatabase() {
+    m_database.reset();  // the one before has the store
     const std::vector<std::string> arguments{"-a", m_bus_address, "-s", file("config.db"),
                                              "-f", FACTORY_FILE};
     m_database = std::make_unique<Program>(CONFIGD_PROGRAM, arguments, std::map<std::string, std::string>{},
