@@ -68,14 +68,12 @@ uint64_t service_watchdog_usec() {
 }
 
 ServiceNotifier::ServiceNotifier(event_base* base)
-    : m_watchdog_event(event_new(base, -1, EV_PERSIST, on_watchdog, nullptr)) {
+    : m_ready_event(event_new(base, -1, 0, on_ready, nullptr)),
+      m_watchdog_event(event_new(base, -1, EV_PERSIST, on_watchdog, nullptr)) {
     if (getenv("NOTIFY_SOCKET") == nullptr) {
         return;
     }
-    if (!service_notify("READY=1")) {
-        logger_function(4, "service_notify", "the service manager was not told of the start: %s",
-                        strerror(errno));
-    }
+    event_active(m_ready_event.get(), EV_TIMEOUT, 0);
     if (const uint64_t wanted_usec = service_watchdog_usec(); wanted_usec > 0) {
         const uint64_t period_usec = std::max(wanted_usec / 2, kShortestPeriodUsec);
         const timeval period{static_cast<time_t>(period_usec / kMicrosecondsPerSecond),
@@ -84,11 +82,19 @@ ServiceNotifier::ServiceNotifier(event_base* base)
     }
 }
 
+void ServiceNotifier::on_ready(evutil_socket_t, short, void*) noexcept {
+    if (!service_notify("READY=1")) {
+        logger_function(4, "service_notify", "the service manager was not told of the start: %s",
+                        strerror(errno));
+    }
+}
+
 void ServiceNotifier::on_watchdog(evutil_socket_t, short, void*) noexcept {
     service_notify("WATCHDOG=1");
 }
 
 void ServiceNotifier::announce_stopping() {
+    event_del(m_ready_event.get());
     event_del(m_watchdog_event.get());
     service_notify("STOPPING=1");
 }

@@ -20,7 +20,8 @@ bool service_notify(const std::string& state);
 // Threads: loop thread only.
 class ServiceNotifier {
   public:
-    // Sends "READY=1", and "WATCHDOG=1" at half of the time that the manager wants: a loop that hangs is silent.
+    // Sends "READY=1" in the loop's next turn, from which on the program serves, and "WATCHDOG=1" at half of the time that
+    // the manager wants: a loop that hangs is silent.
     explicit ServiceNotifier(event_base* base);
     ServiceNotifier(const ServiceNotifier&) = delete;
     ServiceNotifier& operator=(const ServiceNotifier&) = delete;
@@ -30,7 +31,9 @@ class ServiceNotifier {
     void announce_stopping();
 
   private:
+    static void on_ready(evutil_socket_t, short, void*) noexcept;
     static void on_watchdog(evutil_socket_t, short, void*) noexcept;
 
+    EventPtr m_ready_event;
     EventPtr m_watchdog_event;
 };

@@ -28,6 +28,7 @@ class Manager : public testing::Test {
         setenv("NOTIFY_SOCKET", address.c_str(), 1);
         m_manager.emplace(address);
     }
+    void Turn() { event_base_loop(m_base.get(), EVLOOP_NONBLOCK); }
     // The next datagram, empty when none has come.
     std::string Hear() { return m_manager->Hear(); }
 
@@ -60,6 +61,7 @@ TEST_F(Manager, HearsNothingWithoutAskingForIt) {
     EXPECT_FALSE(service_notify("READY=1"));
 
     const ServiceNotifier notifier(m_base.get());
+    Turn();
 
     EXPECT_TRUE(m_log.lines().empty());
 }
@@ -80,6 +82,7 @@ TEST_F(Manager, ThatIsGoneCostsOneLogLineAtTheStart) {
     setenv("NOTIFY_SOCKET", m_path.c_str(), 1);
 
     const ServiceNotifier notifier(m_base.get());
+    Turn();
 
     EXPECT_TRUE(m_log.has(
         "4 service_notify: the service manager was not told of the start: No such file or directory"));
@@ -89,9 +92,22 @@ TEST_F(Manager, HearsOfTheStartAndOfTheEnd) {
     ListenAt(m_abstract);
 
     ServiceNotifier notifier(m_base.get());
+    EXPECT_EQ(Hear(), "");  // until the loop runs
+    Turn();
     notifier.announce_stopping();
 
     EXPECT_EQ(Hear(), "READY=1");
+    EXPECT_EQ(Hear(), "STOPPING=1");
+    EXPECT_EQ(Hear(), "");
+}
+
+TEST_F(Manager, HearsOfNoStartAfterTheEnd) {
+    ListenAt(m_abstract);
+
+    ServiceNotifier notifier(m_base.get());
+    notifier.announce_stopping();
+    Turn();
+
     EXPECT_EQ(Hear(), "STOPPING=1");
     EXPECT_EQ(Hear(), "");
 }
@@ -101,6 +117,7 @@ TEST_F(Manager, HearsTheWatchdogAgainAndAgainUntilTheEnd) {
     setenv("WATCHDOG_USEC", "4000", 1);
     setenv("WATCHDOG_PID", std::to_string(getpid()).c_str(), 1);
     ServiceNotifier notifier(m_base.get());
+    Turn();
     EXPECT_EQ(Hear(), "READY=1");
 
     for (int i = 0; i < 3; ++i) {

@@ -2,9 +2,7 @@
 
 #include <sys/wait.h>
 
-#include <chrono>
 #include <csignal>
-#include <thread>
 
 #include "tests/support/RunningDatabase.h"
 #include "tests/support/ServiceManager.h"
@@ -30,12 +28,6 @@ class UnitProgramLife : public RunningDatabase, public testing::WithParamInterfa
         const std::string name = std::filesystem::path(GetParam()).filename().string();
         return size > 0 && std::string(text.get()).find('"' + name + '"') != std::string::npos;
     }
-    // Ready, and some time to be back from the call that told so. Under the thread sanitizer, and there alone, a signal
-    // sent at once was at times without effect, for a reason that is not known.
-    void AwaitReady() {
-        ASSERT_EQ(m_manager.Await(), "READY=1");
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
     void StartProgram() {
         std::vector<std::string> arguments{"-a", m_address};
         if (GetParam() == std::string(CONFIGD_PROGRAM)) {
@@ -53,7 +45,7 @@ class UnitProgramLife : public RunningDatabase, public testing::WithParamInterfa
 
 TEST_P(UnitProgramLife, TellsTheServiceManagerOfItsStartAndItsEnd) {
     StartProgram();
-    AwaitReady();
+    ASSERT_EQ(m_manager.Await(), "READY=1");
     EXPECT_TRUE(m_program->isRunning());
 
     m_program->signal(SIGTERM);
@@ -67,7 +59,7 @@ TEST_P(UnitProgramLife, TellsTheWatchdogThatItLivesThoughTheBusIsGone) {
     setenv("WATCHDOG_USEC", "20000", 1);
     StartProgram();
     unsetenv("WATCHDOG_USEC");
-    AwaitReady();
+    ASSERT_EQ(m_manager.Await(), "READY=1");
 
     m_bus.reset();
     ASSERT_TRUE(m_program->awaitOutput("the bus is gone"));
@@ -81,7 +73,7 @@ TEST_P(UnitProgramLife, TellsTheWatchdogThatItLivesThoughTheBusIsGone) {
 
 TEST_P(UnitProgramLife, IgnoresAHangUp) {
     StartProgram();
-    AwaitReady();
+    ASSERT_EQ(m_manager.Await(), "READY=1");
 
     m_program->signal(SIGHUP);
 
@@ -92,7 +84,7 @@ TEST_P(UnitProgramLife, IgnoresAHangUp) {
 
 TEST_P(UnitProgramLife, IsReadyOnceThoughTheBusIsStartedAnew) {
     StartProgram();
-    AwaitReady();
+    ASSERT_EQ(m_manager.Await(), "READY=1");
 
     unsetenv("NOTIFY_SOCKET");  // the bus is not of this manager
     RestartBus();
