@@ -60,7 +60,9 @@ class Client {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (std::chrono::steady_clock::now() < deadline) {
             const char* end = nullptr;
-            const JsonPtr message(cJSON_ParseWithOpts(m_received.c_str(), &end, false));
+            // Without its end a long text is not read through again and again.
+            const bool has_end = m_received.find('}') != std::string::npos;
+            const JsonPtr message(has_end ? cJSON_ParseWithOpts(m_received.c_str(), &end, false) : nullptr);
             if (message != nullptr) {
                 m_received.erase(0, static_cast<size_t>(end - m_received.c_str()));
                 return print_compact(message.get());
