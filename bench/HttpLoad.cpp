@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -26,7 +27,15 @@ HttpLoad::HttpLoad(int port, const std::string& target, int connections) {
         if (!cookie.empty()) {
             request += "Cookie: " + cookie.substr(0, cookie.find(';')) + "\r\n";
         }
-        m_connections.push_back({std::move(client), request + "\r\n"});
+        m_connections.push_back(std::move(client));
+        m_requests.push_back(request + "\r\n");
+    }
+}
+
+HttpLoad::HttpLoad(int port, std::vector<std::string> requests, int connections)
+    : m_requests(std::move(requests)) {
+    for (int i = 0; i < connections; ++i) {
+        m_connections.emplace_back(port);
     }
 }
 
@@ -35,19 +44,19 @@ double HttpLoad::run(double seconds) {
     const Clock::time_point start = Clock::now();
     std::chrono::duration<double> elapsed{0};
     size_t answers = 0;
-    for (Connection& connection : m_connections) {
-        connection.client.send(connection.request);
+    for (HttpClient& connection : m_connections) {
+        sendNext(connection);
     }
     while (elapsed.count() < seconds) {
-        for (Connection& connection : m_connections) {
-            expect_ok(connection.client.receive());
+        for (HttpClient& connection : m_connections) {
+            expect_ok(connection.receive());
             ++answers;
-            connection.client.send(connection.request);
+            sendNext(connection);
         }
         elapsed = Clock::now() - start;
     }
-    for (Connection& connection : m_connections) {
-        expect_ok(connection.client.receive());
+    for (HttpClient& connection : m_connections) {
+        expect_ok(connection.receive());
     }
     return static_cast<double>(answers) / elapsed.count();
 }

@@ -1,13 +1,9 @@
-#include <signal.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 #include "HttpLoad.h"
 #include "RpcLoad.h"
@@ -19,7 +15,10 @@
 #include "database.h"
 #include "fan_out.h"
 #include "floors.h"
+#include "growth.h"
+#include "life.h"
 #include "pinned.h"
+#include "table.h"
 
 namespace {
 
@@ -47,48 +46,27 @@ void start_pinned(RunningUnit& unit) {
     unit.start();
     pin_process(unit.bus().pid(), kServingCpu);
     pin_process(unit.database().pid(), kAskingCpu);
-    pin_process(unit.daemon().pid(), kServingCpu);
-}
-
-void await_server(int port) {
-    while (!HttpClient(port).connected()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
-
-void end_floor(pid_t floor) {
-    kill(floor, SIGKILL);
-    waitpid(floor, nullptr, 0);
 }
 
 void compare_http(const RunningUnit& unit) {
-    const HttpResponse info = HttpClient(unit.port()).request("GET", "/system/info");
-    const int floor_port = free_port();
-    const pid_t floor = floor_http_start(floor_port, info.body.c_str());
-    await_server(floor_port);
+    const HttpFloor floor(HttpClient(unit.port()).request("GET", "/system/info").body);
     HttpLoad load(unit.port(), "/system/info", kConnections);
-    HttpLoad floor_load(floor_port, "/system/info", kConnections);
-    comparison_print({"GET /system/info, keep-alive", "requests/s", "at least 0.70",
+    HttpLoad floor_load(floor.port(), "/system/info", kConnections);
+    comparison_print({"GET /system/info, keep-alive", "requests/s", 0, "at least 0.70",
                       [&] { return load.run(kSecondsPerRound); },
                       [&] { return floor_load.run(kSecondsPerRound); }});
-    end_floor(floor);
 }
 
-void compare_rpc(RunningUnit& unit) {
-    const HttpResponse info = HttpClient(unit.port()).request("GET", "/system/info");
+void compare_rpc(const RunningUnit& unit) {
     const std::string path = unit.directory() / "floor";
-    const pid_t floor = floor_rpc_start(path, info.body.c_str());
-    while (!RpcClient(path).connected()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    const RpcFloor floor(path, HttpClient(unit.port()).request("GET", "/system/info").body);
     const std::string call =
         R"({"jsonrpc": "2.0", "method": "read", "params": {"path": "/system/info"}, "id": 1})";
     RpcLoad load(unit.rpcSocket(), call);
     RpcLoad floor_load(path, call);
-    comparison_print({"JSON-RPC read /system/info", "calls/s", "at least 0.60",
+    comparison_print({"JSON-RPC read /system/info", "calls/s", 0, "at least 0.60",
                       [&] { return load.run(kSecondsPerRound); },
                       [&] { return floor_load.run(kSecondsPerRound); }});
-    end_floor(floor);
 }
 
 template <class Call>
@@ -115,7 +93,7 @@ void compare_bus(RunningUnit& unit) {
     _cbus_conn_t* connection = cbus_conn_create(nullptr, "bench");
     config_init_cbus(connection, nullptr);
     RawRelay relay;
-    comparison_print({"configuration read, cbusd and configd", "us/read", "at most 1.50",
+    comparison_print({"configuration read, cbusd and configd", "us", 1, "at most 1.50",
                       [] { return microseconds_per_call(read_one_key); },
                       [&] { return microseconds_per_call([&] { relay.roundTrip(kBusMessageBytes); }); }});
     fan_out_print(unit);
@@ -126,12 +104,18 @@ void compare_bus(RunningUnit& unit) {
 }  // namespace
 
 int main() {
+    table_begin();
     RunningUnit unit;
     start_pinned(unit);
     pin_process(0, kAskingCpu);
+    life_print_start(unit);
+    life_print_memory(unit, "idle");
     compare_http(unit);
     compare_rpc(unit);
     compare_bus(unit);
+    life_print_memory(unit, "after the load above");
+    growth_print(unit);
+    life_print_memory(unit, "with 100,000 sessions and their subscriptions");
     database_print();
     return 0;
 }

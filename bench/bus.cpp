@@ -21,6 +21,7 @@
 #include "floors.h"
 #include "median.h"
 #include "pinned.h"
+#include "table.h"
 
 namespace {
 
@@ -101,7 +102,7 @@ void compare_round_trip(const std::string& address) {
     const std::string request = BusSocket::message(CBUS_REQUEST, "bench.echo");
     await_provider(socket, request);
     RawRelay relay;
-    comparison_print({"round trip of 64 bytes over cbusd", "us", "at most 1.30",
+    comparison_print({"round trip of 64 bytes over cbusd", "us", 1, "at most 1.30",
                       [&] { return round_trip_us(socket, request); },
                       [&] {
                           const Clock::time_point start = Clock::now();
@@ -132,7 +133,9 @@ void print_rate(const std::string& address, size_t clients) {
     for (int round = 0; round < kRounds; ++round) {
         rates.push_back(messages_per_second(*receiver));
     }
-    std::printf("signals of %3zu clients to one       %10.0f   messages/s\n", clients, median(rates));
+    table_print({"signals of 64 bytes from " + std::to_string(clients) + (clients == 1 ? " client" : " clients") +
+                     " to one",
+                 table_figure(median(rates), 0, "/s"), "", "", ""});
 }
 
 void read_whole(BusSocket& socket) {
@@ -175,7 +178,7 @@ void compare_fan_out(const std::string& address) {
         receiver->read();
     }
     FanOutFloor floor(kReceivers);
-    comparison_print({"one signal, each of 100 filters", "us", "no goal",
+    comparison_print({"one signal, each of 100 filters", "us", 2, "",
                       [&] { return signal_arrival_us(sender, signal, receivers); },
                       [&] { return floor.arrivalUs(kSignals); }});
 }

@@ -1,9 +1,9 @@
 #include "comparison.h"
 
-#include <cstdio>
 #include <vector>
 
 #include "median.h"
+#include "table.h"
 
 namespace {
 
@@ -11,16 +11,22 @@ constexpr int kRounds = 35;  // short ones: the machine's speed changes within s
 
 }  // namespace
 
-void comparison_print(const Comparison& comparison) {
+Figures comparison_measure(const std::function<double()>& measure, const std::function<double()>& measure_floor,
+                           int rounds) {
     std::vector<double> figures;
     std::vector<double> floors;
     std::vector<double> ratios;
-    for (int round = 0; round < kRounds; ++round) {
-        floors.push_back(comparison.measure_floor());
-        figures.push_back(comparison.measure());
+    for (int round = 0; round < rounds; ++round) {
+        floors.push_back(measure_floor());
+        figures.push_back(measure());
         ratios.push_back(figures.back() / floors.back());
     }
-    std::printf("%-34s %10.1f   floor %10.1f %-12s ratio %.2f (%s)\n", comparison.name.c_str(),
-                median(figures), median(floors), comparison.unit.c_str(), median(ratios),
-                comparison.goal.c_str());
+    return {median(figures), median(floors), median(ratios)};
+}
+
+void comparison_print(const Comparison& comparison) {
+    const Figures figures = comparison_measure(comparison.measure, comparison.measure_floor, kRounds);
+    table_print({comparison.name, table_figure(figures.figure, comparison.decimals, comparison.unit),
+                 table_figure(figures.floor, comparison.decimals, comparison.unit), table_ratio(figures.ratio),
+                 comparison.goal});
 }

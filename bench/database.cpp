@@ -17,6 +17,7 @@
 #include "floors.h"
 #include "median.h"
 #include "pinned.h"
+#include "table.h"
 #include "runtime/c_owner.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempDirectory.h"
@@ -138,20 +139,19 @@ class Filled {
     COwned<_cbus_conn_t, cbus_conn_destroy> m_connection;
 };
 
-struct Figures {
+struct Timings {
     std::vector<double> read;
     std::vector<double> pattern;
 };
 
-double spread(const std::vector<double>& values) {
-    const auto [least, most] = std::ranges::minmax(values);
-    return most / least;
+void print_beside(const std::string& what, double us, double floor_us) {
+    table_print({what, table_figure(us, 1, "us"), table_figure(floor_us, 1, "us"), table_ratio(us / floor_us), ""});
 }
 
 // All sizes in each round, so that a change of the machine's speed meets all of them.
-std::vector<Figures> measure(const std::vector<std::unique_ptr<Filled>>& databases,
+std::vector<Timings> measure(const std::vector<std::unique_ptr<Filled>>& databases,
                              std::vector<double>& floors) {
-    std::vector<Figures> figures(databases.size());
+    std::vector<Timings> figures(databases.size());
     RawRelay relay;
     for (int round = 0; round < kRounds; ++round) {
         const Clock::time_point start = Clock::now();
@@ -178,14 +178,16 @@ void database_print() {
     std::vector<double> floors;
     std::vector<double> reads;
     std::vector<double> patterns;
-    const std::vector<Figures> figures = measure(databases, floors);
+    const std::vector<Timings> figures = measure(databases, floors);
     for (size_t i = 0; i < databases.size(); ++i) {
         reads.push_back(median(figures[i].read));
         patterns.push_back(median(figures[i].pattern));
-        std::printf("%7u keys: a read %6.1f us, a pattern of ten %6.1f us   floor %6.1f us\n",
-                    databases[i]->count(), reads.back(), patterns.back(), median(floors));
+        const std::string where = " among " + std::to_string(databases[i]->count()) + " keys";
+        print_beside("a read" + where, reads.back(), median(floors));
+        print_beside("a pattern of ten" + where, patterns.back(), median(floors));
     }
-    std::printf("the dearest beside the cheapest: reads %.2f, patterns %.2f (at most 1.30)\n", spread(reads),
-                spread(patterns));
-    std::printf("start with %u keys %.2f s\n", databases.back()->count(), databases.back()->restartSeconds());
+    table_print({"reads, the dearest beside the cheapest", "", "", table_ratio(spread(reads)), "at most 1.30"});
+    table_print({"patterns, the dearest beside the cheapest", "", "", table_ratio(spread(patterns)), "at most 1.30"});
+    table_print({"start of configd with " + std::to_string(databases.back()->count()) + " keys",
+                 table_figure(databases.back()->restartSeconds(), 2, "s"), "", "", ""});
 }

@@ -11,6 +11,7 @@
 #include "config_client/config_client_api.h"
 #include "fan_out_floor.h"
 #include "median.h"
+#include "table.h"
 
 namespace {
 
@@ -101,11 +102,6 @@ void measure_round(Subscribers& subscribers, Size& size, int& value) {
     size.ratio.push_back(size.daemon.back() / size.floor.back());
 }
 
-double spread(const std::vector<double>& values) {
-    const auto [least, most] = std::ranges::minmax(values);
-    return most / least;
-}
-
 }  // namespace
 
 void fan_out_print(RunningUnit& unit) {
@@ -125,9 +121,10 @@ void fan_out_print(RunningUnit& unit) {
     for (const Size& size : sizes) {
         costs.push_back(median(size.daemon));
         ratios.push_back(median(size.ratio));
-        std::printf("one change, each of %4zu subscribers %8.2f   floor %10.2f us           ratio %.2f\n",
-                    size.count, costs.back(), median(size.floor), ratios.back());
+        table_print({"one change, each of " + std::to_string(size.count) + " subscribers",
+                     table_figure(costs.back(), 2, "us"), table_figure(median(size.floor), 2, "us"),
+                     table_ratio(ratios.back()), ""});
     }
-    std::printf("the dearest of them beside the cheapest %5.2f   beside their floors %.2f (at most 1.20)\n",
-                spread(costs), spread(ratios));
+    table_print({"the dearest of them beside the cheapest", "", "", table_ratio(spread(costs)), ""});
+    table_print({"the same beside their floors", "", "", table_ratio(spread(ratios)), "at most 1.20"});
 }

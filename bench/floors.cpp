@@ -9,9 +9,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
+#include "HttpClient.h"
+#include "RpcClient.h"
+#include "RunningUnit.h"
 #include "pinned.h"
 #include "src/base/owners.h"
 
@@ -87,22 +92,40 @@ void pass_on(int from, int to) {
     }
 }
 
-}  // namespace
-
-pid_t floor_http_start(int port, const char* json) {
-    const pid_t pid = fork_pinned(kServingCpu);
-    if (pid == 0) {
-        serve_http(port, json);
+template <class Serves>
+void await(const Serves& serves) {
+    while (!serves()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    return pid;
 }
 
-pid_t floor_rpc_start(const std::string& path, const char* json) {
-    const pid_t pid = fork_pinned(kServingCpu);
-    if (pid == 0) {
-        serve_rpc(path, json);
+void end(pid_t pid) {
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+}
+
+}  // namespace
+
+HttpFloor::HttpFloor(const std::string& json) : m_port(free_port()), m_pid(fork_pinned(kServingCpu)) {
+    if (m_pid == 0) {
+        serve_http(m_port, json.c_str());
     }
-    return pid;
+    await([this] { return HttpClient(m_port).connected(); });
+}
+
+HttpFloor::~HttpFloor() {
+    end(m_pid);
+}
+
+RpcFloor::RpcFloor(const std::string& path, const std::string& json) : m_pid(fork_pinned(kServingCpu)) {
+    if (m_pid == 0) {
+        serve_rpc(path, json.c_str());
+    }
+    await([&] { return RpcClient(path).connected(); });
+}
+
+RpcFloor::~RpcFloor() {
+    end(m_pid);
 }
 
 RawRelay::RawRelay() {
@@ -129,10 +152,8 @@ RawRelay::RawRelay() {
 
 RawRelay::~RawRelay() {
     m_socket.reset();
-    for (const pid_t pid : {m_relay, m_server}) {
-        kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-    }
+    end(m_relay);
+    end(m_server);
 }
 
 void RawRelay::roundTrip(size_t bytes) {

@@ -9,13 +9,33 @@
 
 // Floors run in processes of their own, forked from the bench and pinned like what they stand beside.
 
-// A bare evhttp server that prints `json` (an object's text) anew for every request. Returns its process id; the
-// port is the one given.
-pid_t floor_http_start(int port, const char* json);
+// A bare evhttp server that prints `json` (an object's text) anew for every request. It serves when it is made.
+class HttpFloor {
+  public:
+    explicit HttpFloor(const std::string& json);
+    HttpFloor(const HttpFloor&) = delete;
+    HttpFloor& operator=(const HttpFloor&) = delete;
+    ~HttpFloor();
 
-// A bare server on a Unix socket that parses each JSON-RPC call and prints anew the answer whose data is `json`.
-// Returns its process id; the socket file is the caller's.
-pid_t floor_rpc_start(const std::string& path, const char* json);
+    [[nodiscard]] int port() const { return m_port; }
+
+  private:
+    int m_port;
+    pid_t m_pid;
+};
+
+// A bare server on a Unix socket that parses each JSON-RPC call and prints anew the answer whose data is `json`. It
+// serves when it is made; the socket file is the caller's.
+class RpcFloor {
+  public:
+    RpcFloor(const std::string& path, const std::string& json);
+    RpcFloor(const RpcFloor&) = delete;
+    RpcFloor& operator=(const RpcFloor&) = delete;
+    ~RpcFloor();
+
+  private:
+    pid_t m_pid;
+};
 
 // A relay and a server behind it on Unix sockets, each reading and writing whole messages with one call.
 class RawRelay {

@@ -9,3 +9,9 @@ inline double median(std::vector<double> values) {
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
 }
+
+// The greatest beside the least, of one value or more.
+inline double spread(const std::vector<double>& values) {
+    const auto [least, most] = std::ranges::minmax(values);
+    return most / least;
+}

@@ -104,11 +104,11 @@ void RunningUnit::startDaemon() {
     m_daemon =
         std::make_unique<Program>(WEB_APP_PROGRAM, std::vector<std::string>{"-c", m_directory.string()},
                                   environment, file("web_app.log"));
-    for (int i = 0; i < 1000 && m_daemon->isRunning(); ++i) {
+    for (int i = 0; i < 10'000 && m_daemon->isRunning(); ++i) {
         if (http().connected() && rpc().connected()) {
             return;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     FAIL() << "the daemon does not answer: " << m_daemon->output();
 }

@@ -40,6 +40,7 @@ class RunningUnit {
     [[nodiscard]] Program& database() { return *m_database; }
     [[nodiscard]] Program& daemon() { return *m_daemon; }
     void stopDatabase() { m_database.reset(); }
+    void stopDaemon() { m_daemon.reset(); }
 
   private:
     [[nodiscard]] std::string file(const std::string& name) const { return m_directory / name; }
