@@ -133,8 +133,8 @@ void print_rate(const std::string& address, size_t clients) {
     for (int round = 0; round < kRounds; ++round) {
         rates.push_back(messages_per_second(*receiver));
     }
-    table_print({"signals of 64 bytes from " + std::to_string(clients) + (clients == 1 ? " client" : " clients") +
-                     " to one",
+    table_print({"signals of 64 bytes from " + std::to_string(clients) +
+                     (clients == 1 ? " client" : " clients") + " to one",
                  table_figure(median(rates), 0, "/s"), "", "", ""});
 }
 

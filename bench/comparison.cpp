@@ -11,8 +11,8 @@ constexpr int kRounds = 35;  // short ones: the machine's speed changes within s
 
 }  // namespace
 
-Figures comparison_measure(const std::function<double()>& measure, const std::function<double()>& measure_floor,
-                           int rounds) {
+Figures comparison_measure(const std::function<double()>& measure,
+                           const std::function<double()>& measure_floor, int rounds) {
     std::vector<double> figures;
     std::vector<double> floors;
     std::vector<double> ratios;
@@ -27,6 +27,6 @@ Figures comparison_measure(const std::function<double()>& measure, const std::fu
 void comparison_print(const Comparison& comparison) {
     const Figures figures = comparison_measure(comparison.measure, comparison.measure_floor, kRounds);
     table_print({comparison.name, table_figure(figures.figure, comparison.decimals, comparison.unit),
-                 table_figure(figures.floor, comparison.decimals, comparison.unit), table_ratio(figures.ratio),
-                 comparison.goal});
+                 table_figure(figures.floor, comparison.decimals, comparison.unit),
+                 table_ratio(figures.ratio), comparison.goal});
 }

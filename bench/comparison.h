@@ -21,8 +21,8 @@ struct Figures {
 };
 
 // Measures both sides in turn, so that a change of the machine's speed meets both.
-Figures comparison_measure(const std::function<double()>& measure, const std::function<double()>& measure_floor,
-                           int rounds);
+Figures comparison_measure(const std::function<double()>& measure,
+                           const std::function<double()>& measure_floor, int rounds);
 
 // Measures both sides in turn, so that a change of the machine's speed meets both, and prints the medians of the
 // figures and of their ratios in a line.

@@ -17,8 +17,8 @@
 #include "floors.h"
 #include "median.h"
 #include "pinned.h"
-#include "table.h"
 #include "runtime/c_owner.h"
+#include "table.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempDirectory.h"
 
@@ -145,7 +145,8 @@ struct Timings {
 };
 
 void print_beside(const std::string& what, double us, double floor_us) {
-    table_print({what, table_figure(us, 1, "us"), table_figure(floor_us, 1, "us"), table_ratio(us / floor_us), ""});
+    table_print(
+        {what, table_figure(us, 1, "us"), table_figure(floor_us, 1, "us"), table_ratio(us / floor_us), ""});
 }
 
 // All sizes in each round, so that a change of the machine's speed meets all of them.
@@ -186,8 +187,10 @@ void database_print() {
         print_beside("a read" + where, reads.back(), median(floors));
         print_beside("a pattern of ten" + where, patterns.back(), median(floors));
     }
-    table_print({"reads, the dearest beside the cheapest", "", "", table_ratio(spread(reads)), "at most 1.30"});
-    table_print({"patterns, the dearest beside the cheapest", "", "", table_ratio(spread(patterns)), "at most 1.30"});
+    table_print(
+        {"reads, the dearest beside the cheapest", "", "", table_ratio(spread(reads)), "at most 1.30"});
+    table_print(
+        {"patterns, the dearest beside the cheapest", "", "", table_ratio(spread(patterns)), "at most 1.30"});
     table_print({"start of configd with " + std::to_string(databases.back()->count()) + " keys",
                  table_figure(databases.back()->restartSeconds(), 2, "s"), "", "", ""});
 }

@@ -25,6 +25,7 @@ constexpr double kSecondsPerRound = 0.2;
 constexpr size_t kAskedSessions = 5000;  // of all that live, so that a round meets most of them
 constexpr int kFetches = 2000;           // a round
 constexpr size_t kEvents[] = {1, 10, 100};
+constexpr size_t kSessions[] = {10, 100, 1000, 10'000, 100'000};
 
 [[noreturn]] void fail(const char* what) {
     std::fprintf(stderr, "bench: %s\n", what);
@@ -38,7 +39,8 @@ class Sessions {
 
     void grow(size_t count) {
         while (m_cookies.size() < count) {
-            const HttpResponse first = m_client.request("GET", "/example/test", "", {"Accept: application/json"});
+            const HttpResponse first =
+                m_client.request("GET", "/example/test", "", {"Accept: application/json"});
             const std::string cookie = first.header("Set-Cookie");
             m_cookies.push_back("Cookie: " + cookie.substr(0, cookie.find(';')));
             const HttpResponse subscribed = m_client.request(
@@ -54,7 +56,8 @@ class Sessions {
         std::vector<std::string> requests;
         const size_t count = std::min(m_cookies.size(), kAskedSessions);
         for (size_t i = 0; i < count; ++i) {
-            requests.push_back("GET " + target + " HTTP/1.1\r\nHost: localhost\r\nAccept: application/json\r\n" +
+            requests.push_back("GET " + target +
+                               " HTTP/1.1\r\nHost: localhost\r\nAccept: application/json\r\n" +
                                m_cookies[i * m_cookies.size() / count] + "\r\n\r\n");
         }
         return requests;
@@ -69,18 +72,19 @@ void print_sessions(const RunningUnit& unit) {
     const HttpFloor floor(HttpClient(unit.port()).request("GET", "/system/info").body);
     Sessions sessions(unit.port());
     std::vector<double> costs;
-    for (const size_t count : {10, 100, 1000, 10'000, 100'000}) {
+    for (const size_t count : kSessions) {
         sessions.grow(count);
         HttpLoad load(unit.port(), sessions.requests("/system/info"), kConnections);
         HttpLoad floor_load(floor.port(), "/system/info", kConnections);
-        const Figures figures = comparison_measure(
-            [&] { return load.run(kSecondsPerRound); }, [&] { return floor_load.run(kSecondsPerRound); }, kRounds);
+        const Figures figures = comparison_measure([&] { return load.run(kSecondsPerRound); },
+                                                   [&] { return floor_load.run(kSecondsPerRound); }, kRounds);
         costs.push_back(1 / figures.ratio);
         table_print({"GET /system/info, " + std::to_string(count) + " sessions with a subscription",
-                     table_figure(figures.figure, 0, "requests/s"), table_figure(figures.floor, 0, "requests/s"),
-                     table_ratio(figures.ratio), ""});
+                     table_figure(figures.figure, 0, "requests/s"),
+                     table_figure(figures.floor, 0, "requests/s"), table_ratio(figures.ratio), ""});
     }
-    table_print({"the dearest of them beside the cheapest", "", "", table_ratio(spread(costs)), "at most 1.20"});
+    table_print(
+        {"the dearest of them beside the cheapest", "", "", table_ratio(spread(costs)), "at most 1.20"});
 }
 
 // A push channel with that many events.
@@ -89,8 +93,8 @@ class Channel {
     Channel(const RunningUnit& unit, size_t events)
         : m_client(unit.port()), m_target("/activity?channel=bench" + std::to_string(events) + "&fromId=") {
         for (size_t i = 0; i < events; ++i) {
-            m_client.request("POST", "/publish?channel=bench" + std::to_string(events), R"({"bench": "event"})",
-                             {"Content-Type: application/json"});
+            m_client.request("POST", "/publish?channel=bench" + std::to_string(events),
+                             R"({"bench": "event"})", {"Content-Type: application/json"});
         }
         const std::string all = m_client.request("GET", m_target + "0").body;
         m_newest = std::stoul(all.substr(all.rfind(":") + 1));
@@ -139,8 +143,10 @@ void print_push_events(const RunningUnit& unit) {
         table_print({"the newest of " + std::to_string(kEvents[i]) + " push events",
                      table_figure(costs.back(), 1, "us"), "", "", ""});
     }
-    table_print({"the dearest of them beside the cheapest", "", "", table_ratio(spread(costs)), "at most 1.20"});
-    const double each = (median(all.back()) - median(all.front())) / static_cast<double>(kEvents[2] - kEvents[0]);
+    table_print(
+        {"the dearest of them beside the cheapest", "", "", table_ratio(spread(costs)), "at most 1.20"});
+    const double each =
+        (median(all.back()) - median(all.front())) / static_cast<double>(kEvents[2] - kEvents[0]);
     table_print({"all of 100 push events", table_figure(median(all.back()), 1, "us"), "", "", ""});
     table_print({"each of them, all of 1 taken off", table_figure(each, 2, "us"), "", "", "linear"});
 }

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "ProgramUse.h"
 #include "RunningUnit.h"
 #include "median.h"
 #include "pinned.h"
 #include "table.h"
-#include "tests/soak/ProgramUse.h"
 
 namespace {
 
@@ -36,7 +36,8 @@ void life_print_start(RunningUnit& unit) {
         starts.push_back(start_ms(unit));
     }
     pin_process(unit.daemon().pid(), kServingCpu);
-    table_print({"from the start of web_app to its first 200", table_figure(median(starts), 1, "ms"), "", "", ""});
+    table_print(
+        {"from the start of web_app to its first 200", table_figure(median(starts), 1, "ms"), "", "", ""});
 }
 
 void life_print_memory(RunningUnit& unit, const char* when) {
