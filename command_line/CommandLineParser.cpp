@@ -24,6 +24,29 @@ std::string failure_text(const CLI::App* app, const CLI::Error& error) {
     return program + ": " + text_printable(error.what()) + "\nTry " + program + " -h.\n";
 }
 
+struct OptionWords {
+    explicit OptionWords(const std::string& words)
+        : names(words.substr(0, words.find(' '))),
+          value(words.size() > names.size() ? words.substr(names.size() + 1) : "") {}
+
+    std::string names;
+    std::string value;  // empty for an argument, whose name says it already
+};
+
+template <class Value>
+CommandLineArgument add_option(CLI::App* app, const OptionWords& words, Value& value,
+                               const std::string& description) {
+    return CommandLineArgument(app->add_option(words.names, value, description)->type_name(words.value));
+}
+
+// At least 1. The name of the value says enough of it: without a description of its own, the range is not in the help.
+CommandLineArgument add_number(CLI::App* app, const OptionWords& words,
+                               const std::function<void(const int&)>& set, const std::string& description) {
+    CLI::Option* option = app->add_option_function(words.names, set, description);
+    option->type_name(words.value)->check(CLI::Range(1, std::numeric_limits<int>::max()).description(""));
+    return CommandLineArgument(option);
+}
+
 int exit_status(int library_status) {
     return library_status == 0 ? 0 : CommandLineParser::kUsageStatus;
 }
@@ -88,49 +111,47 @@ CommandLineArgument CommandLineOptions::add_flag(const char* names, bool& value,
     return CommandLineArgument(m_app->add_flag(names, value, description));
 }
 
-CommandLineArgument CommandLineOptions::add(const char* names, std::string& value,
+CommandLineArgument CommandLineOptions::add(const char* words, std::string& value,
                                             const std::string& description) {
-    return CommandLineArgument(m_app->add_option(names, value, description));
+    return add_option(m_app, OptionWords(words), value, description);
 }
 
-CommandLineArgument CommandLineOptions::add(const char* names, std::optional<std::string>& value,
+CommandLineArgument CommandLineOptions::add(const char* words, std::optional<std::string>& value,
                                             const std::string& description) {
     // To the library itself an empty text is an optional without a value.
     const std::function<void(const std::string&)> set = [&value](const std::string& text) { value = text; };
-    return CommandLineArgument(m_app->add_option_function(names, set, description));
+    const OptionWords option(words);
+    return CommandLineArgument(
+        m_app->add_option_function(option.names, set, description)->type_name(option.value));
 }
 
-CommandLineArgument CommandLineOptions::add(const char* names, std::vector<std::string>& values,
+CommandLineArgument CommandLineOptions::add(const char* words, std::vector<std::string>& values,
                                             const std::string& description) {
-    return CommandLineArgument(m_app->add_option(names, values, description));
+    return add_option(m_app, OptionWords(words), values, description);
 }
 
-CommandLineArgument CommandLineOptions::add(const char* names, unsigned& value,
+CommandLineArgument CommandLineOptions::add(const char* words, unsigned& value,
                                             const std::string& description) {
-    return CommandLineArgument(m_app->add_option(names, value, description));
+    return add_option(m_app, OptionWords(words), value, description);
 }
 
-CommandLineArgument CommandLineOptions::add(const char* names, double& value,
+CommandLineArgument CommandLineOptions::add(const char* words, double& value,
                                             const std::string& description) {
-    return CommandLineArgument(m_app->add_option(names, value, description));
+    return add_option(m_app, OptionWords(words), value, description);
 }
 
-CommandLineArgument CommandLineOptions::add(const char* names, std::optional<int>& value,
+CommandLineArgument CommandLineOptions::add(const char* words, std::optional<int>& value,
                                             const std::string& description) {
     const std::function<void(const int&)> set = [&value](const int& number) { value = number; };
-    CLI::Option* option = m_app->add_option_function(names, set, description);
-    option->check(CLI::Range(1, std::numeric_limits<int>::max(), "N"));
-    return CommandLineArgument(option);
+    return add_number(m_app, OptionWords(words), set, description);
 }
 
-CommandLineArgument CommandLineOptions::add(const char* names, std::optional<std::chrono::seconds>& value,
+CommandLineArgument CommandLineOptions::add(const char* words, std::optional<std::chrono::seconds>& value,
                                             const std::string& description) {
     const std::function<void(const int&)> set = [&value](const int& number) {
         value = std::chrono::seconds(number);
     };
-    CLI::Option* option = m_app->add_option_function(names, set, description);
-    option->check(CLI::Range(1, std::numeric_limits<int>::max(), "N"));
-    return CommandLineArgument(option);
+    return add_number(m_app, OptionWords(words), set, description);
 }
 
 void CommandLineOptions::set_footer(const std::string& text) {

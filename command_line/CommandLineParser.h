@@ -40,24 +40,24 @@ class CommandLineArgument {
     CLI::Option* m_option;
 };
 
-// What a program or one of its verbs takes. Names are as the user writes them: "-t,--timeout" of an option, "KEY" of an
-// argument. Variables outlive the parser's work; those of what is not given stay as they are. A handle, good as long as
-// its parser.
+// What a program or one of its verbs takes. Words are as the help shows them: "-t,--timeout SECONDS" of an option with
+// its value, "KEY" of an argument. Variables outlive the parser's work; those of what is not given stay as they are. A
+// handle, good as long as its parser.
 class CommandLineOptions {
   public:
     explicit CommandLineOptions(CLI::App* app) : m_app(app) {}
 
     CommandLineArgument add_flag(const char* names, bool& value, const std::string& description);
-    CommandLineArgument add(const char* names, std::string& value, const std::string& description);
-    CommandLineArgument add(const char* names, std::optional<std::string>& value,
+    CommandLineArgument add(const char* words, std::string& value, const std::string& description);
+    CommandLineArgument add(const char* words, std::optional<std::string>& value,
                             const std::string& description);
-    CommandLineArgument add(const char* names, std::vector<std::string>& values,
+    CommandLineArgument add(const char* words, std::vector<std::string>& values,
                             const std::string& description);
-    CommandLineArgument add(const char* names, unsigned& value, const std::string& description);
-    CommandLineArgument add(const char* names, double& value, const std::string& description);
+    CommandLineArgument add(const char* words, unsigned& value, const std::string& description);
+    CommandLineArgument add(const char* words, double& value, const std::string& description);
     // At least 1.
-    CommandLineArgument add(const char* names, std::optional<int>& value, const std::string& description);
-    CommandLineArgument add(const char* names, std::optional<std::chrono::seconds>& value,
+    CommandLineArgument add(const char* words, std::optional<int>& value, const std::string& description);
+    CommandLineArgument add(const char* words, std::optional<std::chrono::seconds>& value,
                             const std::string& description);
     // What stands below the help.
     void set_footer(const std::string& text);

@@ -41,11 +41,14 @@ struct Options {
 };
 
 void add_options(CommandLineParser& parser, Options& options) {
-    parser.add("-a", options.address, "listen here: unix*NAME or tcp*HOST*PORT (CBUS_ADDR, else unix*cbus)");
-    parser.add("--allow-user", options.users, "this user may use the bus too, a name or a number; repeatable")
+    parser.add("-a ADDRESS", options.address,
+               "listen here: unix*NAME or tcp*HOST*PORT (CBUS_ADDR, else unix*cbus)");
+    parser
+        .add("--allow-user USER", options.users,
+             "this user may use the bus too, a name or a number; repeatable")
         .take_one_each_time();
     parser
-        .add("--allow-group", options.groups,
+        .add("--allow-group GROUP", options.groups,
              "the members of this group may use the bus too, a name or a number; repeatable")
         .take_one_each_time();
 }

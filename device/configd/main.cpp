@@ -53,10 +53,10 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     Settings settings;
     CommandLineParser parser("configd", "The configuration database of the unit, as a service on the bus.");
     unit_program_add_bus(parser, settings.address);
-    parser.add("-s", settings.store, "SQLite file of the persistent values").show_default();
-    parser.add("-r", settings.runtime_store,
+    parser.add("-s FILE", settings.store, "SQLite file of the persistent values").show_default();
+    parser.add("-r FILE", settings.runtime_store,
                "SQLite file of the other values, in a memory file system (none: they go with the program)");
-    parser.add("-f", settings.factory, "JSON file of the factory values (none)");
+    parser.add("-f FILE", settings.factory, "JSON file of the factory values (none)");
     if (const std::optional<int> status = parser.parse(argc, argv)) {
         return *status;
     }

@@ -18,8 +18,8 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
                              "Makes the diagnostic report of the unit when the configuration asks for one.");
     parser.set_footer("The report holds the configuration with every secret in it: handle it accordingly.");
     unit_program_add_bus(parser, address);
-    parser.add("-o", directory, "directory of diag_report.tar.gz").show_default();
-    parser.add("--retry", retry_s, "seconds until a report that failed is tried again")
+    parser.add("-o DIRECTORY", directory, "directory of diag_report.tar.gz").show_default();
+    parser.add("--retry SECONDS", retry_s, "seconds until a report that failed is tried again")
         .check_range(1, 86400)
         .show_default();
     if (const std::optional<int> status = parser.parse(argc, argv)) {

@@ -73,7 +73,7 @@ BusConnection await_bus(const char* name, _fdloop_t* loop) {
 }  // namespace
 
 void unit_program_add_bus(CommandLineOptions program, std::string& address) {
-    program.add("-a", address,
+    program.add("-a ADDRESS", address,
                 std::string("address of the bus (CBUS_ADDR, else ") + kBusDefaultAddress + ")");
 }
 

@@ -51,7 +51,7 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
                              "The terminal in small: comes up like one and shows its reset button.");
     parser.set_footer("SIGUSR1 presses the reset button, SIGUSR2 releases it.");
     unit_program_add_bus(parser, address);
-    parser.add("--speed", speed, "how many times faster than a real terminal it comes up")
+    parser.add("--speed FACTOR", speed, "how many times faster than a real terminal it comes up")
         .check_range(kMinSpeed, kMaxSpeed)
         .show_default();
     if (const std::optional<int> status = parser.parse(argc, argv)) {

@@ -51,7 +51,7 @@ CommandLineArgument add_paths(CommandLineOptions verb, Arguments& arguments, con
 
 void add_subscription_options(CommandLineOptions verb, Arguments& arguments) {
     verb.add_flag("-r,--recursive", arguments.command.is_recursive, "changes below the paths as well");
-    verb.add("-i,--include", arguments.command.include,
+    verb.add("-i,--include WHAT", arguments.command.include,
              "what comes with a change: all of the data, updated members or none (all)")
         .check_one_of_in_any_case({"all", "updated", "none"});
 }
@@ -75,7 +75,7 @@ void add_subscriptions(CommandLineParser& parser, Arguments& arguments) {
 
 void describe(CommandLineParser& parser, Arguments& arguments) {
     command_line_explain_statuses(parser, "the unit");
-    parser.add("-s,--socket", arguments.socket,
+    parser.add("-s,--socket PATH", arguments.socket,
                "socket of the daemon (ORVALE_API, else " + default_socket() + ")");
     const CommandLineArgument raw =
         parser.add_flag("--raw", arguments.command.is_raw, "print whole messages, not their data");

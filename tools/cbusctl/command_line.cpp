@@ -28,12 +28,12 @@ void add_name(CommandLineOptions verb, CommandLine& command, const std::string& 
     verb.add("NAME", command.name, description).require().check_length(1, kMaxNameBytes, "a name");
 }
 
-void add_sending_verb(CommandLineParser& parser, CommandLine& command, Verb verb, const std::string& name,
-                      const std::string& description) {
+CommandLineOptions add_sending_verb(CommandLineParser& parser, CommandLine& command, Verb verb,
+                                    const std::string& name, const std::string& description) {
     CommandLineOptions options = add_verb(parser, command, verb, name, description);
     add_name(options, command, "the name of the message");
     options.add("DATA", command.data, "a text, which is sent with its NUL, or hex text with --hex");
-    options.add_flag("--hex", command.is_hex, "data is hex text");
+    return options;
 }
 
 void add_waiting_options(CommandLineOptions verb, CommandLine& command) {
@@ -76,8 +76,10 @@ std::variant<CommandLine, int> command_line_parse(int argc, const char* const* a
     parser.add_flag("--json", command.is_json, "print JSON, everything on one line");
     add_verb(parser, command, Verb::kStatus, "status", "Print the clients and counters of the bus");
     add_verb(parser, command, Verb::kList, "list", "Print the names and filters and who holds them");
-    add_sending_verb(parser, command, Verb::kCall, "call", "Send a request and print its reply");
-    add_sending_verb(parser, command, Verb::kSend, "send", "Send a signal");
+    add_sending_verb(parser, command, Verb::kCall, "call", "Send a request and print its reply")
+        .add_flag("--hex", command.is_hex, "data and reply are hex text");
+    add_sending_verb(parser, command, Verb::kSend, "send", "Send a signal")
+        .add_flag("--hex", command.is_hex, "data is hex text");
     add_watching_verbs(parser, command);
     if (const std::optional<int> status = parser.parse(argc, argv)) {
         return *status;

@@ -8,14 +8,14 @@ void command_line_explain_statuses(CommandLineParser& parser, const std::string&
 }
 
 void command_line_add_count(CommandLineOptions verb, std::optional<int>& count, const std::string& things) {
-    verb.add("-n,--count", count, "end after that many " + things);
+    verb.add("-n,--count N", count, "end after that many " + things);
 }
 
 void command_line_add_timeout(CommandLineOptions verb, std::optional<std::chrono::seconds>& timeout) {
-    verb.add("-t,--timeout", timeout, "end after that many seconds");
+    verb.add("-t,--timeout SECONDS", timeout, "end after that many seconds");
 }
 
 void command_line_add_bus(CommandLineParser& parser, std::string& address) {
-    parser.add("-a,--address", address,
+    parser.add("-a,--address ADDRESS", address,
                std::string("address of the bus (CBUS_ADDR, else ") + kBusDefaultAddress + ")");
 }

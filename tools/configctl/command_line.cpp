@@ -43,7 +43,7 @@ void add_reading_verbs(CommandLineParser& parser, Arguments& arguments) {
     add_keys(add_verb(parser, arguments, Verb::kGet, "get", "Print values"), arguments);
     add_pattern(add_verb(parser, arguments, Verb::kList, "list", "Print keys with their values"), arguments);
     add_keys(add_verb(parser, arguments, Verb::kStat, "stat",
-                      "Print type, tree and whether the value is the factory's"),
+                      "Print type, whether it is stored, and whether the value is the factory's"),
              arguments);
     CommandLineOptions watch = add_verb(parser, arguments, Verb::kWatch, "watch",
                                         "Print a line for every change, until interrupted");
@@ -61,7 +61,7 @@ void add_writing_verbs(CommandLineParser& parser, Arguments& arguments) {
     CommandLineOptions set = add_verb(parser, arguments, Verb::kSet, "set", "Write a value");
     set.add("KEY", arguments.key, "the key").require().check_length(1, kMaxKeyBytes, "a key");
     set.add("VALUE", arguments.command.value, "text, integer or hex text, as the type says").require();
-    set.add("--type", arguments.type, "int, string or binary (that of the stored value, else string)")
+    set.add("--type TYPE", arguments.type, "int, string or binary (that of the stored value, else string)")
         .check_one_of({"int", "string", "binary"});
     add_keys(add_verb(parser, arguments, Verb::kDelete, "delete", "Delete keys, all or none"), arguments);
     CommandLineOptions import =

@@ -151,6 +151,22 @@ TEST_F(ApictlCommandLine, EveryVerbHasHelp) {
     }
 }
 
+TEST_F(ApictlCommandLine, HelpSaysWhatAnOptionTakes) {
+    EXPECT_EQ(Refuse({"-h"}), 0);
+    EXPECT_THAT(m_printed, HasSubstr("-s,--socket PATH "));
+
+    EXPECT_EQ(Refuse({"watch", "-h"}), 0);
+    EXPECT_THAT(m_printed, HasSubstr("-i,--include WHAT:{all,none,updated}\n"));
+    EXPECT_THAT(m_printed, HasSubstr("-n,--count N "));
+    EXPECT_THAT(m_printed, HasSubstr("-t,--timeout SECONDS "));
+}
+
+TEST_F(ApictlCommandLine, HelpHasOneNameForAnArgument) {
+    EXPECT_EQ(Refuse({"update", "-h"}), 0);
+    EXPECT_THAT(m_printed, HasSubstr("\n  PATH REQUIRED  "));
+    EXPECT_THAT(m_printed, HasSubstr("\n  DATA  "));
+}
+
 TEST_F(ApictlCommandLine, VersionIsThatOfTheProject) {
     EXPECT_EQ(Refuse({"--version"}), 0);
     EXPECT_EQ(m_printed, "apictl " ORVALE_VERSION "\n");

@@ -91,3 +91,10 @@ TEST_F(CbusctlCommandLine, ExplainsItself) {
     EXPECT_EQ(Refuse({"-h"}), 0);
     EXPECT_THAT(m_printed, HasSubstr("wait-for"));
 }
+
+TEST_F(CbusctlCommandLine, HelpSaysWhatIsHexText) {
+    EXPECT_EQ(Refuse({"call", "-h"}), 0);
+    EXPECT_THAT(m_printed, HasSubstr("data and reply are hex text"));
+    EXPECT_EQ(Refuse({"send", "-h"}), 0);
+    EXPECT_THAT(m_printed, HasSubstr("data is hex text"));
+}
