@@ -297,9 +297,12 @@ def environment_names(tree):
 
 
 def has_literal(program, text):
-    """Whether the bytes of a program have the text with its NUL, and not only as the end of a longer name."""
+    """Whether the bytes of a program have the text with its NUL, and not only as the end of a longer name or a path.
+
+    Anything else may stand in front of it: the compiler keeps pieces of other texts there, without a NUL.
+    """
     at = program.find(text)
-    while at > 0 and re.match(rb"[A-Z0-9_]", program[at - 1 : at]):
+    while at > 0 and re.match(rb"[A-Z0-9_/]", program[at - 1 : at]):
         at = program.find(text, at + 1)
     return at >= 0
 

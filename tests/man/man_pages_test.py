@@ -15,21 +15,22 @@ from man_pages import Option
 TREE = man_pages.Tree(Path(sys.argv[1]), Path(sys.argv[2]))
 
 
-def with_page(name, old, new):
-    """The tree with the first `old` of a page replaced."""
+def with_text(kind, name, old, new):
+    """The tree with the first `old` of a page or a source replaced."""
     tree = copy.copy(TREE)
-    if old not in tree.pages[name]:
+    texts = getattr(tree, kind)
+    if old not in texts[name]:
         raise ValueError(f"{name} has no '{old}'")
-    tree.pages = tree.pages | {name: tree.pages[name].replace(old, new, 1)}
+    setattr(tree, kind, texts | {name: texts[name].replace(old, new, 1)})
     return tree
+
+
+def with_page(name, old, new):
+    return with_text("pages", name, old, new)
 
 
 def with_source(name, old, new):
-    tree = copy.copy(TREE)
-    if old not in tree.sources[name]:
-        raise ValueError(f"{name} has no '{old}'")
-    tree.sources = tree.sources | {name: tree.sources[name].replace(old, new, 1)}
-    return tree
+    return with_text("sources", name, old, new)
 
 
 def with_help(program, verb, change):
@@ -285,6 +286,17 @@ class ManPages(unittest.TestCase):
         for what, tree, check, problem in MUTATIONS:
             with self.subTest(what):
                 self.assertIn(problem, "\n".join(getattr(man_pages, check)(tree)))
+
+
+class Literal(unittest.TestCase):
+    def test_is_found_behind_a_piece_of_another_text(self):
+        self.assertTrue(man_pages.has_literal(b"reach theTERM\0dumb\0", b"TERM\0"))
+
+    def test_is_not_found_at_the_end_of_a_longer_name_or_a_path(self):
+        self.assertFalse(man_pages.has_literal(b"\0SIGTERM\0/run/TERM\0", b"TERM\0"))
+
+    def test_is_found_behind_a_longer_name(self):
+        self.assertTrue(man_pages.has_literal(b"\0SIGTERM\0TERM\0", b"TERM\0"))
 
 
 class HelpText(unittest.TestCase):
