@@ -16,10 +16,10 @@
 #include "device/cbusd/Acceptor.h"
 #include "device/cbusd/AccessList.h"
 #include "device/cbusd/Broker.h"
-#include "device/program/service_notify.h"
 #include "device/program/unit_program.h"
 #include "runtime/logging.h"
 #include "src/base/owners.h"
+#include "src/base/service_notify.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 
 #include "cbus/bus_address.h"
 #include "cbus/cbus.h"
-#include "device/program/service_notify.h"
 #include "runtime/fdloop_libevent.h"
 #include "runtime/logging.h"
 #include "src/base/owners.h"
+#include "src/base/service_notify.h"
 
 namespace {
 

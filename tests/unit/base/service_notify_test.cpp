@@ -1,4 +1,4 @@
-#include "device/program/service_notify.h"
+#include "src/base/service_notify.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
