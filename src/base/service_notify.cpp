@@ -28,18 +28,44 @@ uint64_t number_of_environment(const char* name) {
     return error == std::errc() && end == digits.data() + digits.size() ? value : 0;
 }
 
-// The length of the address, 0 when the text is none.
-socklen_t fill_address(const char* text, sockaddr_un& address) {
+struct ManagerAddress {
+    sockaddr_un name{};
+    socklen_t length = 0;  // 0: there is none
+};
+
+ManagerAddress manager_address(const char* text) {
+    ManagerAddress address;
     const size_t length = strlen(text);
-    if ((text[0] != '/' && text[0] != '@') || length < 2 || length >= sizeof address.sun_path) {
-        return 0;
+    if ((text[0] != '/' && text[0] != '@') || length < 2 || length >= sizeof address.name.sun_path) {
+        return address;
     }
-    address.sun_family = AF_UNIX;
-    memcpy(address.sun_path, text, length);
+    address.name.sun_family = AF_UNIX;
+    memcpy(address.name.sun_path, text, length);
     if (text[0] == '@') {
-        address.sun_path[0] = '\0';
+        address.name.sun_path[0] = '\0';
     }
-    return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
+    address.length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
+    return address;
+}
+
+// Async-signal-safe.
+bool send_state(const ManagerAddress& manager, std::string_view state) {
+    const UniqueFd socket_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    return socket_fd.valid() &&
+           sendto(socket_fd.get(), state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+                  reinterpret_cast<const sockaddr*>(&manager.name),
+                  manager.length) == static_cast<ssize_t>(state.size());
+}
+
+// What the exit handler needs, found beforehand: where a signal has interrupted the process, the environment and the
+// heap are out of reach.
+ManagerAddress exit_manager;
+pid_t exit_process = 0;
+
+void send_stopping() {
+    if (getpid() == exit_process) {
+        send_state(exit_manager, "STOPPING=1");
+    }
 }
 
 }  // namespace
@@ -49,16 +75,21 @@ bool service_notify(const std::string& state) {
     if (text == nullptr) {
         return false;
     }
-    sockaddr_un address{};
-    const socklen_t length = fill_address(text, address);
-    if (length == 0) {
+    const ManagerAddress manager = manager_address(text);
+    if (manager.length == 0) {
         errno = EINVAL;
         return false;
     }
-    const UniqueFd socket_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    return socket_fd.valid() &&
-           sendto(socket_fd.get(), state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
-                  reinterpret_cast<const sockaddr*>(&address), length) == static_cast<ssize_t>(state.size());
+    return send_state(manager, state);
+}
+
+void service_notify_stopping_at_exit() {
+    const char* text = getenv("NOTIFY_SOCKET");
+    exit_manager = manager_address(text != nullptr ? text : "");
+    if (exit_manager.length > 0 && exit_process != getpid()) {
+        exit_process = getpid();
+        atexit(send_stopping);
+    }
 }
 
 uint64_t service_watchdog_usec() {

@@ -12,6 +12,10 @@
 // Sends e.g. "READY=1". False when nothing was sent: not asked for, no usable address (EINVAL) or not taken, with errno.
 bool service_notify(const std::string& state);
 
+// From now on the manager hears "STOPPING=1" when this process ends by exit(), be it in a signal handler; not when a
+// child of it does. For programs that do not get to say so themselves.
+void service_notify_stopping_at_exit();
+
 // The time within which the manager wants to hear from this process each time, in microseconds; 0 when it does not.
 [[nodiscard]] uint64_t service_watchdog_usec();
 

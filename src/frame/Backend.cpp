@@ -13,6 +13,7 @@
 #include "runtime/px.h"
 #include "src/base/ConnectionLimit.h"
 #include "src/base/assertion.h"
+#include "src/base/service_notify.h"
 #include "src/example/ExampleApiController.h"
 #include "src/frame/ApiEventServer.h"
 #include "src/frame/RPCTransportListener.h"
@@ -77,6 +78,7 @@ Backend::~Backend() {
     }
     m_cbusConnection = nullptr;
     m_fdl = nullptr;
+    m_notifier.reset();  // its events are on the server's loop
     delete m_server;
     m_server = nullptr;
 }
@@ -96,6 +98,7 @@ int Backend::onRun() {
     startRpcServer();
 
     m_server->setInstanceId(static_cast<unsigned long>(random()));
+    tellServiceManager();
     return m_server->run();
 }
 
@@ -134,4 +137,15 @@ void Backend::startRpcServer() {
     }
     RPCserver->registerTransportLisetner(new RPCTransportListener(m_notificationManager));
     register_methods(*RPCserver, m_notificationManager);
+}
+
+// The first turn of the loop, in which the manager hears of the start, comes when the server has its port: with a port
+// that is taken it never does. Without the bus there would be nothing to serve: the manager's patience ends the process.
+void Backend::tellServiceManager() {
+    if (m_cbusConnection->socket < 0) {
+        return;
+    }
+    m_notifier = std::make_unique<ServiceNotifier>(m_server->getEventbase());
+    // Signals end the process by exit() wherever it stands.
+    service_notify_stopping_at_exit();
 }

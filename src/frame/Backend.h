@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "src/base/daemon.h"
@@ -7,6 +8,7 @@
 class ApiEventServer;
 class BaseApiController;
 class NotificationManager;
+class ServiceNotifier;
 struct _cbus_conn_t;
 struct _fdloop_t;
 
@@ -33,10 +35,12 @@ class Backend : public utilities::Daemon {
     void connectBus();
     void addController(BaseApiController* controller);
     void startRpcServer();
+    void tellServiceManager();
 
     ApiEventServer* m_server = nullptr;
     _fdloop_t* m_fdl = nullptr;
     _cbus_conn_t* m_cbusConnection = nullptr;
     std::string m_configPath;
     NotificationManager* m_notificationManager = nullptr;
+    std::unique_ptr<ServiceNotifier> m_notifier;
 };

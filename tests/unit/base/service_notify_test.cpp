@@ -1,9 +1,12 @@
 #include "src/base/service_notify.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -109,6 +112,80 @@ TEST_F(Manager, HearsOfNoStartAfterTheEnd) {
     Turn();
 
     EXPECT_EQ(Hear(), "STOPPING=1");
+    EXPECT_EQ(Hear(), "");
+}
+
+TEST_F(Manager, HearsOfAnEndByExit) {
+    ListenAt(m_abstract);
+
+    EXPECT_EXIT(
+        {
+            service_notify_stopping_at_exit();
+            exit(3);
+        },
+        testing::ExitedWithCode(3), "");
+
+    EXPECT_EQ(Hear(), "STOPPING=1");
+    EXPECT_EQ(Hear(), "");
+}
+
+TEST_F(Manager, HearsOfAnEndByExitInASignalHandler) {
+    ListenAt(m_path);
+
+    EXPECT_EXIT(
+        {
+            service_notify_stopping_at_exit();
+            signal(SIGTERM, [](int) { exit(1); });
+            raise(SIGTERM);
+        },
+        testing::ExitedWithCode(1), "");
+
+    EXPECT_EQ(Hear(), "STOPPING=1");
+}
+
+TEST_F(Manager, HearsOfAnEndByExitOnceThoughItWasWantedTwice) {
+    ListenAt(m_abstract);
+
+    EXPECT_EXIT(
+        {
+            service_notify_stopping_at_exit();
+            service_notify_stopping_at_exit();
+            exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+
+    EXPECT_EQ(Hear(), "STOPPING=1");
+    EXPECT_EQ(Hear(), "");
+}
+
+TEST_F(Manager, HearsNothingOfTheExitOfAChild) {
+    ListenAt(m_abstract);
+
+    EXPECT_EXIT(
+        {
+            service_notify_stopping_at_exit();
+            const pid_t child = fork();
+            if (child == 0) {
+                exit(0);
+            }
+            waitpid(child, nullptr, 0);
+            _exit(4);
+        },
+        testing::ExitedWithCode(4), "");
+
+    EXPECT_EQ(Hear(), "");
+}
+
+TEST_F(Manager, ThatDidNotAskHearsNothingOfAnEndByExit) {
+    m_manager.emplace(m_abstract);
+
+    EXPECT_EXIT(
+        {
+            service_notify_stopping_at_exit();
+            exit(5);
+        },
+        testing::ExitedWithCode(5), "");
+
     EXPECT_EQ(Hear(), "");
 }
 
