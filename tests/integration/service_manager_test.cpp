@@ -147,7 +147,8 @@ TEST_F(ManagedDaemon, SaysNothingOfTheEndOfAPrivilegedCommand) {
     ASSERT_EQ(m_manager.Await(), "READY=1");
 
     ASSERT_EQ(Post("/system/oem/privileged-cmds", R"({"command": "dnslookup"})"), 201);
-    for (int i = 0; i < 1000 && Get("/system/oem/privileged-cmds/1").find("EXITED") == std::string::npos; ++i) {
+    for (int i = 0; i < 1000 && Get("/system/oem/privileged-cmds/1").find("EXITED") == std::string::npos;
+         ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
 

@@ -45,7 +45,8 @@ TEST_F(RpcSocketPath, MayFillItsArray) {
 }
 
 TEST_F(RpcSocketPath, IsThatOfTheUnitWhenTheEnvironmentNamesNoneThatCanBe) {
-    for (const std::string& path : {std::string(), std::string("relative/path"), "/" + std::string(99, 'x')}) {
+    for (const std::string& path :
+         {std::string(), std::string("relative/path"), "/" + std::string(99, 'x')}) {
         setenv("ORVALE_RPC_SOCKET", path.c_str(), 1);
 
         EXPECT_EQ(Path(), "/var/run/ORVALE_API") << path;
