@@ -1,5 +1,7 @@
 """docs/openapi.yaml as the tests need it: references followed, paths found, values validated."""
 
+import functools
+import json
 import re
 
 import jsonschema
@@ -14,6 +16,8 @@ class Description:
 
     def __init__(self, document):
         self.document = document
+        self._schemas = json.dumps({name: _local(node) for name, node in document["components"]["schemas"].items()})
+        self._found = {}
 
     @staticmethod
     def read(path):
@@ -74,23 +78,36 @@ class Description:
 
     def find(self, path):
         """The template that a path without its query belongs to, with the texts of its parameters; or None, None."""
-        for template in sorted(self.paths, key=lambda text: text.count("{")):
-            values = match(template, path)
-            if values is not None:
-                return template, values
-        return None, None
+        if path not in self._found:
+            templates = sorted(self.paths, key=lambda text: text.count("{"))
+            matches = ((template, match(template, path)) for template in templates)
+            self._found[path] = next((found for found in matches if found[1] is not None), (None, None))
+        return self._found[path]
 
     def errors(self, schema, value):
         """What is wrong with the value, as texts."""
-        found = jsonschema.Draft202012Validator(self.standalone(schema)).iter_errors(value)
-        return [f"{'/'.join(map(str, error.absolute_path)) or 'the value'}: {error.message}" for error in found]
+        return _errors(self._schemas, json.dumps(schema), json.dumps(value))
 
     def standalone(self, schema):
         """The schema with all that it may refer to."""
-        if not isinstance(schema, dict):
-            return schema
-        schemas = self.document["components"]["schemas"]
-        return {**_local(schema), "$defs": {name: _local(node) for name, node in schemas.items()}}
+        return _standalone(self._schemas, json.dumps(schema))
+
+
+def _standalone(schemas, schema):
+    schema = _local(json.loads(schema))
+    return {**schema, "$defs": json.loads(schemas)} if isinstance(schema, dict) else schema
+
+
+@functools.cache
+def _validator(schemas, schema):
+    return jsonschema.Draft202012Validator(_standalone(schemas, schema))
+
+
+# Texts, because they can be remembered: the answers are much alike, and so are descriptions.
+@functools.cache
+def _errors(schemas, schema, value):
+    return [f"{'/'.join(map(str, error.absolute_path)) or 'the value'}: {error.message}"
+            for error in _validator(schemas, schema).iter_errors(json.loads(value))]
 
 
 def _local(node):
@@ -103,7 +120,7 @@ def _local(node):
 
 
 def match(template, path):
-    """The parameters of the path by name, or None. The one of a subscription holds the slashes of a path."""
+    """The parameters of the path by name, or None. That of a subscription is a path, with slashes."""
     pattern = ""
     for part in re.split(r"(\{[^}]+\})", template):
         if part.startswith("{"):
