@@ -56,7 +56,7 @@ class Walk:
 
     def _expect(self, exchange, *statuses):
         """Without this what follows would make no sense. All else is for the judge."""
-        assert exchange.status in statuses, (exchange, self._unit.output(), self._unit.logs().get("web_app"))
+        assert exchange.status in statuses, f"{exchange}\n{self._unit.output()}\n{self._unit.logs()}"
         return exchange
 
     def _send_example(self, method, path, name, *, template=None):
