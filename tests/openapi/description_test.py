@@ -1,4 +1,3 @@
-#!/usr/bin/python3
 """docs/openapi.yaml by itself. usage: description_test.py ROOT"""
 
 import json

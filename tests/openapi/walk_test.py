@@ -1,4 +1,3 @@
-#!/usr/bin/python3
 """docs/openapi.yaml against the running programs. usage: walk_test.py ROOT PROGRAMS"""
 
 import copy
