@@ -15,6 +15,7 @@ import time
 
 START_S = 120
 ANSWER_S = 60
+IDLE_S = 20  # less than what the daemon allows a connection that asks for nothing
 
 # In the place of the programs that a client may start: one that ends by itself and one that waits for its end.
 SCRIPTS = {
@@ -133,12 +134,13 @@ class Exchange:
 
 
 class Client:
-    """One connection and one session. Every exchange is kept in `exchanges`."""
+    """One connection at a time and one session. Every exchange is kept in `exchanges`."""
 
     def __init__(self, port, exchanges, source="127.0.0.1"):
         self._connection = http.client.HTTPConnection("127.0.0.1", port, timeout=ANSWER_S, source_address=(source, 0))
         self._exchanges = exchanges
         self._cookie = None
+        self._used_at = time.monotonic()
 
     def request(self, method, path, *, query="", front="", headers=None, target=None, **sent):
         """`front` stands before the path; `target` is sent in the place of all; `sent` are members of Exchange."""
@@ -146,6 +148,8 @@ class Client:
         return self.receive(method, path, **sent)
 
     def send(self, method, target, headers=None, has_sent=False, sent=None, is_json=True, **_):
+        if time.monotonic() - self._used_at > IDLE_S:
+            self.close()  # the next request opens another one
         headers = {"Accept": "application/json", **(headers or {})}
         if self._cookie:
             headers["Cookie"] = self._cookie
@@ -154,6 +158,7 @@ class Client:
 
     def receive(self, method, path, **sent):
         response = self._connection.getresponse()
+        self._used_at = time.monotonic()
         exchange = Exchange(method, path, response.status, response.getheaders(), response.read(), **sent)
         cookie = exchange.header("Set-Cookie")
         if cookie:
