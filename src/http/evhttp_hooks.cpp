@@ -136,7 +136,9 @@ void speedUp(const evhttp_request* req) {
 void onInput(evbuffer* input, const evbuffer_cb_info* info, void* arg) {
     auto* req = static_cast<evhttp_request*>(arg);
     const bool waitsForChunk = req->chunked != 0 && req->ntoread < 0;
-    if ((waitsForChunk && info->orig_size > kMaxChunkLine) ||
+    // What stands in front of what has just come is a line without an end. When something has been taken away, it is what
+    // had not been looked at yet: chunks that came together.
+    if ((waitsForChunk && info->n_added > 0 && info->orig_size > kMaxChunkLine) ||
         (copyOf(records, req).complete && evbuffer_get_length(input) > kMaxPipelined)) {
         bufferevent_disable(evhttp_connection_get_bufferevent(req->evcon), EV_READ);
     }

@@ -126,6 +126,17 @@ TEST_F(EvhttpHooks, GoOnReadingAChunkLengthThatComesInPieces) {
     EXPECT_NE(client.exchange("1\r\na\r\n0\r\n\r\n"), "");
 }
 
+TEST_F(EvhttpHooks, GoOnReadingManyChunksThatComeAtOnce) {
+    evhttp_set_max_body_size(m_http.get(), 100000);
+    RawHttpClient client = connect();
+    std::string chunks;
+    for (int i = 0; i < 10000; ++i) {
+        chunks += "1\r\nx\r\n";
+    }
+
+    EXPECT_NE(client.exchange(kChunkedHeaders + chunks + "0\r\n\r\n"), "");
+}
+
 TEST_F(EvhttpHooks, StopReadingRequestsThatPileUpBehindAnAnswer) {
     onRequest = SendLargeAnswer;
     RawHttpClient client = connect();
