@@ -36,6 +36,7 @@ constexpr const char* kSource = "src/HabEventServer";
 constexpr int kBacklog = 10240;
 constexpr long kMaxHeaderBytes = 64L * 1024;
 constexpr long kMaxBodyBytes = 16L * 1024 * 1024;
+constexpr std::size_t kMaxHeldBytes = std::size_t{64} * 1024 * 1024;  // of all bodies
 constexpr int kTimeoutSeconds = 60;
 constexpr long kMaxIncompleteMs = 60 * 1000;
 constexpr timeval kSweepInterval = {1, 0};
@@ -192,6 +193,7 @@ bool HabEventServer::startHttp() {
     evhttp_set_prehandle_cb(m_http.get(), prehandlecb, this);
     evhttp_hooks_set_gone_cb(m_http.get(), onGone, this);
     evhttp_hooks_set_max_connections(m_http.get(), m_limit.max(), onRefused, this);
+    evhttp_hooks_set_max_held(m_http.get(), kMaxHeldBytes);
     m_sweepTimer.reset(event_new(m_evbase.get(), -1, EV_PERSIST, onSweep, this));
     return m_sweepTimer && event_add(m_sweepTimer.get(), &kSweepInterval) == 0;
 }

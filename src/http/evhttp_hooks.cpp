@@ -1,9 +1,11 @@
 #include "src/http/evhttp_hooks.h"
 
 #include <dlfcn.h>
+#include <strings.h>
 
 #include <chrono>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <unordered_map>
 #include <utility>
@@ -16,12 +18,16 @@
 #include <event2/http.h>
 #include <event2/http_struct.h>
 
+#include "src/base/owners.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kMaxChunkLine = 4096;
 constexpr std::size_t kMaxPipelined = 65536;
+// A request that holds less than this is not worth looking at all others for.
+constexpr std::size_t kSmallBody = 65536;
 
 struct Callback {
     evhttp_hook_cb function = nullptr;
@@ -39,6 +45,7 @@ struct Server {
     Callback gone;
     Callback refused;
     std::size_t maxConnections = std::numeric_limits<std::size_t>::max();
+    std::size_t maxHeld = std::numeric_limits<std::size_t>::max();
     std::size_t records = 0;
 };
 
@@ -48,7 +55,9 @@ struct Record {
     Clock::time_point created = Clock::now();
     bool complete = false;
     bool watched = false;  // onInput is installed
+    bool dropped = false;  // its connection is going to be closed, for what it holds
     Callback pieces;
+    std::shared_ptr<evbuffer> chunks;  // what has come of a body in chunks that is kept whole
 };
 
 // No callback runs while the lock is held: each works on the copies that it took.
@@ -116,6 +125,75 @@ evbuffer* inputOf(const evhttp_request* req) {
     return bufferevent_get_input(evhttp_connection_get_bufferevent(req->evcon));
 }
 
+std::size_t heldBy(const evhttp_request* req, const Record& record) {
+    return evbuffer_get_length(inputOf(req)) + evbuffer_get_length(req->input_buffer) +
+           (record.chunks != nullptr ? evbuffer_get_length(record.chunks.get()) : 0);
+}
+
+// Of the requests that hold too much together the one with most, which from now on counts as dropped. Null when they
+// may hold it.
+const evhttp_request* takeLargest(const evhttp* http) {
+    const std::lock_guard guard(tablesLock);
+    const evhttp_request* largest = nullptr;
+    std::size_t most = 0;
+    std::size_t sum = 0;
+    for (const auto& [req, record] : records) {
+        if (record.http != http || record.dropped || req->evcon == nullptr) {
+            continue;
+        }
+        const std::size_t held = heldBy(req, record);
+        sum += held;
+        if (largest == nullptr || held > most) {
+            largest = req;
+            most = held;
+        }
+    }
+    if (largest == nullptr || sum <= servers.at(http).maxHeld) {
+        return nullptr;
+    }
+    records.at(largest).dropped = true;
+    return largest;
+}
+
+// Each request keeps to its own limits, but as many as there are connections would fill the memory of a small device
+// together. Inside the callbacks of a buffer no connection can be freed: the loop does it.
+void makeRoom(const evhttp_request* req) {
+    const Record record = copyOf(records, req);
+    if (record.http == nullptr || heldBy(req, record) < kSmallBody) {
+        return;
+    }
+    if (const evhttp_request* largest = takeLargest(record.http); largest != nullptr) {
+        bufferevent* connection = evhttp_connection_get_bufferevent(largest->evcon);
+        bufferevent_disable(connection, EV_READ);
+        bufferevent_trigger_event(connection, BEV_EVENT_READING | BEV_EVENT_EOF, BEV_TRIG_DEFER_CALLBACKS);
+    }
+}
+
+// The library keeps each chunk in the block of memory that it was read into, however little of that it fills: one byte
+// a block, and a body of 16 MiB would take thousands of times as much. So they are packed here, and it never has more
+// than one.
+void keepChunk(evhttp_request* req, void*) {
+    const std::shared_ptr<evbuffer> chunks = copyOf(records, req).chunks;
+    char block[4096];
+    for (int count = 0; (count = evbuffer_remove(req->input_buffer, block, sizeof block)) > 0;) {
+        evbuffer_add(chunks.get(), block, static_cast<std::size_t>(count));
+    }
+    makeRoom(req);
+}
+
+bool isChunked(const evhttp_request* req) {
+    const char* coding = evhttp_find_header(req->input_headers, "Transfer-Encoding");
+    return coding != nullptr && strcasecmp(coding, "chunked") == 0;
+}
+
+void startKeepingChunks(evhttp_request* req) {
+    const std::shared_ptr<evbuffer> chunks = BufferPtr(evbuffer_new());
+    if (chunks != nullptr) {
+        changeRecord(req, [&chunks](Record& record) { record.chunks = chunks; });
+        req->chunk_cb = keepChunk;
+    }
+}
+
 // The library reads on with each answer that it has sent, and so a client could pile up more with every request than
 // that request takes away: while much is waiting behind a complete request, it reads a byte at a time.
 void slowDown(const evhttp_request* req) {
@@ -141,6 +219,9 @@ void onInput(evbuffer* input, const evbuffer_cb_info* info, void* arg) {
     if ((waitsForChunk && info->n_added > 0 && info->orig_size > kMaxChunkLine) ||
         (copyOf(records, req).complete && evbuffer_get_length(input) > kMaxPipelined)) {
         bufferevent_disable(evhttp_connection_get_bufferevent(req->evcon), EV_READ);
+    }
+    if (info->n_added > 0 && (info->orig_size + info->n_added) / kSmallBody > info->orig_size / kSmallBody) {
+        makeRoom(req);
     }
 }
 
@@ -184,6 +265,8 @@ int onHeaders(evhttp_request* req, void* http) {
     if (req->chunk_cb != nullptr) {
         changeRecord(req, [req](Record& record) { record.pieces.function = req->chunk_cb; });
         req->chunk_cb = onPiece;
+    } else if (isChunked(req)) {
+        startKeepingChunks(req);
     }
     return 0;
 }
@@ -192,6 +275,9 @@ void onComplete(evhttp_request* req, void*) {
     answerInOwnVersion(req);
     // The library reports a broken request here too, without a URI, and answers it itself.
     if (req->uri != nullptr) {
+        if (const std::shared_ptr<evbuffer> chunks = copyOf(records, req).chunks; chunks != nullptr) {
+            evbuffer_add_buffer(req->input_buffer, chunks.get());
+        }
         slowDown(req);
         endReadLimit(req);
         changeRecord(req, [](Record& record) { record.complete = true; });
@@ -260,6 +346,11 @@ void evhttp_hooks_set_max_connections(evhttp* http, std::size_t max, evhttp_hook
     const std::lock_guard guard(tablesLock);
     servers[http].maxConnections = max;
     servers[http].refused = {refused, arg};
+}
+
+void evhttp_hooks_set_max_held(evhttp* http, std::size_t max) {
+    const std::lock_guard guard(tablesLock);
+    servers[http].maxHeld = max;
 }
 
 std::vector<std::string> evhttp_hooks_peers(const evhttp* http) {

@@ -50,6 +50,13 @@ class EvhttpHooks : public HttpFixture {
         evhttp_hooks_set_max_connections(m_http.get(), max, onRefused, this);
     }
 
+    // A PUT of `length` bytes, of which the first `sent` go out and arrive.
+    void BeginPut(RawHttpClient& client, std::size_t length, std::size_t sent) {
+        client.send("PUT /a HTTP/1.1\r\nContent-Length: " + std::to_string(length) + "\r\n\r\n" +
+                    std::string(sent, 'x'));
+        client.pending();
+    }
+
     void TurnFor(std::chrono::milliseconds time) {
         const auto end = std::chrono::steady_clock::now() + time;
         pump_until(m_base.get(), [end] { return std::chrono::steady_clock::now() >= end; });

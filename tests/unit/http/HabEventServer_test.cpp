@@ -377,6 +377,27 @@ TEST_F(HabEventServerTest, TakesAChunkedBodyOfTheLimit) {
     EXPECT_EQ(StatusOf(answer), "HTTP/1.1 200 OK");
 }
 
+TEST_F(HabEventServerTest, HoldsNoMoreThan64MiBOfBodies) {
+    Serve([this] {
+        const auto upload = [this](std::size_t size) {
+            auto client = std::make_unique<RawHttpClient>(m_server.connect());
+            client->send("PUT /a HTTP/1.1\r\nHost: x\r\nContent-Length: 16777216\r\n\r\n");
+            client->send(std::string(size, 'x'));
+            client->pending();
+            return client;
+        };
+        const auto largest = upload(0xff0000);
+        const auto second = upload(0xf00000);
+        const auto third = upload(0xf00000);
+        const auto fourth = upload(0xf00000);
+
+        const auto fifth = upload(0x400000);
+
+        EXPECT_TRUE(largest->isClosedByServer());
+        EXPECT_EQ(StatusOf(second->exchange(std::string(0x100000, 'x'))), "HTTP/1.1 404 Not Found");
+    });
+}
+
 TEST_F(HabEventServerTest, RefusesHeadersAboveTheLimit) {
     const std::string answer =
         Exchange("GET /a HTTP/1.1\r\nHost: x\r\nX-Long: " + std::string(65536, 'x') + "\r\n\r\n");

@@ -202,6 +202,73 @@ TEST_F(EvhttpHooks, ReadALongBodyAtFullSpeedBehindPiledUpRequests) {
     EXPECT_TRUE(pump_until(m_base.get(), [&longest] { return longest == 8000000; }));
 }
 
+// Bodies in memory.
+
+TEST_F(EvhttpHooks, PackABodyThatComesInTinyChunks) {
+    int blocks = 0;
+    onRequest = [&blocks](evhttp_request* req) {
+        blocks = evbuffer_peek(evhttp_request_get_input_buffer(req), -1, nullptr, nullptr, 0);
+        EXPECT_EQ(TakeBody(req), std::string(50, 'x'));
+        evhttp_send_reply(req, 200, "OK", nullptr);
+    };
+    RawHttpClient client = connect();
+    client.send(kChunkedHeaders);
+    SeesEvents(1);
+    for (int i = 0; i < 50; ++i) {
+        client.send("1\r\nx");
+        TurnFor(std::chrono::milliseconds(2));
+        client.send("\r\n");
+    }
+
+    EXPECT_NE(client.exchange("0\r\n\r\n"), "");
+
+    EXPECT_EQ(blocks, 1);
+}
+
+TEST_F(EvhttpHooks, CloseTheConnectionThatHoldsMostOfTooMuch) {
+    evhttp_set_max_body_size(m_http.get(), 10000000);
+    evhttp_hooks_set_max_held(m_http.get(), 1000000);
+    RawHttpClient largest = connect();
+    RawHttpClient second = connect();
+    RawHttpClient third = connect();
+    BeginPut(largest, 700000, 600000);
+    BeginPut(second, 300000, 250000);
+
+    BeginPut(third, 300000, 200000);
+
+    EXPECT_TRUE(largest.isClosedByServer());
+    EXPECT_NE(second.exchange(std::string(50000, 'x')), "");
+    EXPECT_NE(third.exchange(std::string(100000, 'x')), "");
+}
+
+TEST_F(EvhttpHooks, CountWhatIsHeldOfABodyInChunks) {
+    evhttp_set_max_body_size(m_http.get(), 10000000);
+    evhttp_hooks_set_max_held(m_http.get(), 1000000);
+    RawHttpClient largest = connect();
+    largest.send(kChunkedHeaders);
+    for (int i = 0; i < 600; ++i) {
+        largest.send("3e8\r\n" + std::string(1000, 'x') + "\r\n");
+    }
+    largest.pending();
+    RawHttpClient second = connect();
+
+    BeginPut(second, 600000, 500000);
+
+    EXPECT_TRUE(largest.isClosedByServer());
+    EXPECT_NE(second.exchange(std::string(100000, 'x')), "");
+}
+
+TEST_F(EvhttpHooks, LeaveBodiesThatAreHeldOneAfterTheOtherAlone) {
+    evhttp_set_max_body_size(m_http.get(), 10000000);
+    evhttp_hooks_set_max_held(m_http.get(), 1000000);
+    RawHttpClient client = connect();
+
+    for (int i = 0; i < 5; ++i) {
+        BeginPut(client, 800000, 700000);
+        EXPECT_NE(client.exchange(std::string(100000, 'x')), "");
+    }
+}
+
 // Connections.
 
 TEST_F(EvhttpHooks, CloseAConnectionAboveTheLimitAtOnce) {
