@@ -238,8 +238,11 @@ void HabSessionImpl::makeRoom() {
         }
         // Two, in case there were too many while they were all held.
         for (int i = 0; i < 2 && m_sessionMap.size() >= kMaxSessions; ++i) {
-            if (!dropOldest(m_subscribed, subscribed)) {
-                dropOldest(m_free, subscribed);
+            const bool isDropped = dropOldest(m_subscribed, Subscribed::kExpired, subscribed) ||
+                                   dropOldest(m_free, Subscribed::kExpired, subscribed);
+            // A client can subscribe with each of its requests in a session of its own.
+            if (!isDropped && m_sessionMap.size() >= kMaxHeldSessions) {
+                dropOldest(m_subscribed, Subscribed::kAny, subscribed);
             }
         }
         if (const unsigned long count = m_line.take(); count > 0) {
@@ -254,7 +257,7 @@ void HabSessionImpl::makeRoom() {
 
 // Drops the session of the order that was used longest ago, if it may go. Sessions that a request is bound to are in
 // use now; there are as many of them as connections, and so not all of them are looked for.
-bool HabSessionImpl::dropOldest(Order& order, std::vector<unsigned int>& subscribed) {
+bool HabSessionImpl::dropOldest(Order& order, Subscribed which, std::vector<unsigned int>& subscribed) {
     for (int looked = 0; looked < kMaxLooks && !order.empty(); ++looked) {
         const SessionMap::iterator oldest = order.front();
         const Entry& entry = oldest->second;
@@ -263,7 +266,7 @@ bool HabSessionImpl::dropOldest(Order& order, std::vector<unsigned int>& subscri
             continue;
         }
         if (entry.subscriptions > 0) {
-            if (!entry.session->isIdleTooLong()) {
+            if (which == Subscribed::kExpired && !entry.session->isIdleTooLong()) {
                 return false;
             }
             subscribed.push_back(entry.session->getNumberId());

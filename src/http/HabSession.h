@@ -45,7 +45,8 @@ using cmp_str_functor = cmp_str;
 //            while a request is bound to it.
 // Threads:   the table is locked; a session itself is not.
 // Limits:    while kMaxSessions are in the table, a new one drops another, with one log line a minute: an expired one,
-//            else the one not used for longest of those that nobody holds. Nothing is dropped when there is none.
+//            else the one not used for longest of those that nobody holds. Nothing is dropped when there is none, up to
+//            kMaxHeldSessions: from there on the one not used for longest of those that only subscriptions hold goes.
 //            What that costs does not depend on their number.
 // Units:     the idle timeout in seconds of the monotonic clock, 0 means never.
 class HabSessionImpl : public HabSession {
@@ -56,6 +57,7 @@ class HabSessionImpl : public HabSession {
     using Hold = std::shared_ptr<void>;
 
     static constexpr std::size_t kMaxSessions = 10000;
+    static constexpr std::size_t kMaxHeldSessions = 20000;
 
     explicit HabSessionImpl(const char* id);
     // From what toJson() wrote; members missing or of the wrong type are skipped. Takes no serial number.
@@ -75,8 +77,8 @@ class HabSessionImpl : public HabSession {
     // caller's.
     static void setSessionForId(const HabSessionImpl* session, char* id);
     static void sessionEnded(const char* id);
-    // Keeps the session from being dropped; one that is held by subscriptions alone goes when it expires. Null for a
-    // session that is not in the table.
+    // Keeps the session from being dropped; one that is held by subscriptions alone goes when it expires, or when there
+    // are too many of them. Null for a session that is not in the table.
     [[nodiscard]] static Hold hold(HabSession* session, HeldBy what);
     // Runs for each session that is dropped while subscriptions hold it, with its number. They are to end.
     static void setDroppedCallback(void (*dropped)(unsigned int numberId));
@@ -118,7 +120,8 @@ class HabSessionImpl : public HabSession {
     static void sortIn(SessionMap::iterator entry);
     static void changeHolds(const HabSessionImpl& session, HeldBy what, int change);
     static void makeRoom();
-    static bool dropOldest(Order& order, std::vector<unsigned int>& subscribed);
+    enum class Subscribed { kExpired, kAny };
+    static bool dropOldest(Order& order, Subscribed which, std::vector<unsigned int>& subscribed);
     bool isIdleTooLong() const;
 
     static SessionMap& m_sessionMap;

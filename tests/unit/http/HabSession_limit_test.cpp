@@ -190,6 +190,25 @@ TEST_F(FullSessionTable, GrowsWhileAllSessionsAreHeldAndShrinksAfterwards) {
     EXPECT_FALSE(Has(ids[2]));
 }
 
+TEST_F(FullSessionTable, DropsTheSubscribedSessionNotUsedForLongestWhenThereAreTwiceAsMany) {
+    HabSession* const connected = New();
+    const std::string kept = connected->sessionId();
+    Hold(connected, kSubscription);
+    Hold(connected, kConnection);
+    HabSession* const oldest = New();
+    const unsigned int number = oldest->getNumberId();
+    Hold(oldest, kSubscription);
+    for (std::size_t i = 2; i < 2 * kMax; ++i) {
+        Hold(New(), kSubscription);
+    }
+    ASSERT_TRUE(dropped().empty());
+
+    Hold(New(), kSubscription);
+
+    EXPECT_EQ(dropped(), std::vector<unsigned int>{number});
+    EXPECT_TRUE(Has(kept));
+}
+
 TEST_F(FullSessionTable, MakesANewSessionAsFastAsAnEmptyOneHoweverManyAreHeld) {
     const auto time_of = [this](std::size_t count) {
         const auto start = std::chrono::steady_clock::now();
