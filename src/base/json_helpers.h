@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "src/base/owners.h"
 
@@ -10,6 +12,14 @@
 // both are errors, as is a NUL byte in the text. Null on an error; `stopped_at`, when given, then points at the
 // place in `text` where the parser gave up, and is not touched otherwise.
 [[nodiscard]] JsonPtr json_parse(const std::string& text, const char** stopped_at = nullptr);
+
+// Whether a text has more than kMaxForeignValues JSON values. Two bytes make a value, for which the tree takes forty
+// times as much: what a client sends is looked at before it is parsed.
+constexpr std::size_t kMaxForeignValues = 200000;
+[[nodiscard]] bool json_has_too_many_values(std::string_view text);
+
+// json_parse() for what clients send: too many values are an error as well.
+[[nodiscard]] JsonPtr json_parse_foreign(const std::string& text, const char** stopped_at = nullptr);
 
 // Members by type. Null when the member is absent or of another type, and for a null object; the result stays the
 // object's. Names are case-sensitive, the first of several members with one name counts. The whole type word is

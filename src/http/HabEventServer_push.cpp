@@ -12,6 +12,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/json_helpers.h"
 #include "src/base/scoped_locking.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabEventServer.h"
@@ -69,9 +70,9 @@ bool hasChannel(const PushQuery& query) {
     return query.channel() != nullptr;
 }
 
-// Null for data that is no JSON.
+// Null for data that is no JSON, or has too many values.
 std::shared_ptr<const std::string> eventText(const char* data, unsigned long id) {
-    const JsonPtr json(cJSON_Parse(data));
+    const JsonPtr json(json_has_too_many_values(data) ? nullptr : cJSON_Parse(data));
     if (cJSON_IsObject(json.get())) {
         cJSON_AddNumberToObject(json.get(), "id", static_cast<double>(id));
     }

@@ -195,7 +195,7 @@ bool HabHandler::handleWrite(HabRequest& request) {
 
 // Null, and an error, when the text is no list or object of settings.
 JsonPtr HabHandler::parseRequest(const std::string& text) {
-    JsonPtr parsed = json_parse(text);
+    JsonPtr parsed = json_parse_foreign(text);
     if (cJSON_IsArray(parsed.get()) == 0 && cJSON_IsObject(parsed.get()) == 0) {
         addError(nullptr, kNoJson);
         return nullptr;

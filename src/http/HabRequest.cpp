@@ -105,7 +105,7 @@ cJSON* HabRequest::readJSONBody() {
 
     const std::string text(data.get(), received);
     const char* stopped_at = text.c_str();
-    JsonPtr document = json_parse(text, &stopped_at);
+    JsonPtr document = json_parse_foreign(text, &stopped_at);
     if (document == nullptr) {
         logger_function(3, kModule, "Error parsing JSON from request body: %s", stopped_at);
     }

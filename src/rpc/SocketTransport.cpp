@@ -201,6 +201,35 @@ void SocketTransport::onRead(bufferevent* connection) {
     if (evbuffer_get_length(input) > kMaxUnfinishedBytes) {
         closeSoon("its message does not end");
     }
+    makeRoom(heldBytes());
+}
+
+size_t SocketTransport::heldBytes() const {
+    return evbuffer_get_length(bufferevent_get_input(m_connection.get())) +
+           evbuffer_get_length(bufferevent_get_output(m_connection.get()));
+}
+
+// `held` is what a connection holds that has got more to hold: what is only a small part of the limit is not worth
+// looking at all others for.
+void SocketTransport::makeRoom(size_t held) {
+    if (held < kMaxHeldBytes / kMaxConnections) {
+        return;
+    }
+    SocketTransport* largest = nullptr;
+    size_t sum = 0;
+    for (RPCTransport* transport : all()) {
+        auto* const connection = dynamic_cast<SocketTransport*>(transport);
+        if (connection == nullptr || connection->m_isClosing) {
+            continue;
+        }
+        sum += connection->heldBytes();
+        if (largest == nullptr || connection->heldBytes() > largest->heldBytes()) {
+            largest = connection;
+        }
+    }
+    if (sum > kMaxHeldBytes) {
+        largest->closeSoon("all connections hold too much together, and it most of it");
+    }
 }
 
 void SocketTransport::receive(std::string_view text) {
@@ -208,7 +237,7 @@ void SocketTransport::receive(std::string_view text) {
     logger_function(7, kModule, "Got message: %.*s\n", static_cast<int>(text.size()), text.data());
     const char* stopped_at = nullptr;
     const std::string whole(text);
-    const JsonPtr message = json_parse(whole, &stopped_at);
+    const JsonPtr message = json_parse_foreign(whole, &stopped_at);
     if (message == nullptr) {
         logger_function(3, kModule, "JSON parse error: %s\n", stopped_at);
         return;
@@ -247,6 +276,7 @@ void SocketTransport::sendLater(std::string_view text) {
     }
     m_isOutputWaiting = true;
     evbuffer_add(output, text.data(), text.size());
+    makeRoom(heldBytes());
 }
 
 void SocketTransport::onWritten() {

@@ -26,12 +26,14 @@ using ListenerPtr = COwned<evconnlistener, evconnlistener_free>;
 //            before it goes, both from the loop.
 // Errors:    a message that is not JSON is logged and dropped. A connection is closed on the next loop turn,
 //            with one log line, when more than kMaxUnfinishedBytes of one message have come in, or when more
-//            than kMaxWaitingBytes would wait for a peer that does not read. A connection above the limit is closed
+//            than kMaxWaitingBytes would wait for a peer that does not read. While all connections together hold
+//            more than kMaxHeldBytes of both, the one that holds most is. A connection above the limit is closed
 //            at once; a log line a minute names the processes with most of the others.
 class SocketTransport : public RPCTransport {
   public:
     static constexpr size_t kMaxUnfinishedBytes = 16U << 20;
     static constexpr size_t kMaxWaitingBytes = 16U << 20;
+    static constexpr size_t kMaxHeldBytes = 64U << 20;
     static constexpr size_t kMaxConnections = 256;
 
     // The object that listens.
@@ -67,6 +69,8 @@ class SocketTransport : public RPCTransport {
     void receive(std::string_view text);
     size_t sendNow(std::string_view text) const;
     void sendLater(std::string_view text);
+    size_t heldBytes() const;
+    static void makeRoom(size_t held);
     void closeSoon(const char* reason);
     void pauseAccepting();
 

@@ -91,6 +91,40 @@ TEST(JsonParse, LeavesThePlaceAloneOnSuccess) {
     EXPECT_EQ(stopped_at, nullptr);
 }
 
+TEST(JsonForeignText, MayHave200000Values) {
+    std::string text = "[0";
+    for (int i = 0; i < 199998; ++i) {
+        text += ",0";
+    }
+
+    EXPECT_NE(json_parse_foreign(text + "]"), nullptr);
+    EXPECT_EQ(json_parse_foreign(text + ",0]"), nullptr);
+}
+
+TEST(JsonForeignText, CountsArraysAndObjectsAsValues) {
+    std::string text = "[0";
+    for (int i = 0; i < 80000; ++i) {
+        text += ",[{}]";
+    }
+
+    EXPECT_NE(json_parse(text + "]"), nullptr);
+    EXPECT_EQ(json_parse_foreign(text + "]"), nullptr);
+}
+
+TEST(JsonForeignText, MayHaveAnyCharactersInItsStrings) {
+    const std::string text = R"(["a\"b\\",")" + std::string(300000, ',') + R"("])";
+
+    EXPECT_NE(json_parse_foreign(text), nullptr);
+}
+
+TEST(JsonForeignText, StopsAtItsBeginningWithTooManyValues) {
+    const std::string text(300000, '[');
+    const char* stopped_at = nullptr;
+
+    EXPECT_EQ(json_parse_foreign(text, &stopped_at), nullptr);
+    EXPECT_EQ(stopped_at, text.c_str());
+}
+
 TEST(JsonMembers, FindsEachTypeByItsOwnGetter) {
     const JsonPtr json = EveryType();
 

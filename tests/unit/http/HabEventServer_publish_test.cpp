@@ -147,6 +147,19 @@ TEST_F(PushChannels, LeaveOutAnEventThatIsNoJson) {
     });
 }
 
+TEST_F(PushChannels, LeaveOutAnEventOfMoreThan200000Values) {
+    std::string many = "[0";
+    for (int i = 0; i < 200000; ++i) {
+        many += ",0";
+    }
+    Serve([&] {
+        EXPECT_EQ(StatusOf(Publish(many + "]")), kOk);
+        Publish("{}");
+
+        EXPECT_EQ(EventsOf(m_server.connect().exchange(Subscription("?channel=a"))), Events{R"({"id":2})"});
+    });
+}
+
 TEST_F(PushChannels, AnswerAWaitingSubscriberWithAnEmptyListWhenNoEventIsJson) {
     Serve([this] {
         RawHttpClient subscriber = m_server.connect();

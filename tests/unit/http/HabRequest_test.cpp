@@ -294,6 +294,15 @@ TEST(HabRequestJsonBody, IsNotGivenMoreMemoryThanABodyMayHave) {
     EXPECT_EQ(request.largestRead, size_t{16} * 1024 * 1024);
 }
 
+TEST(HabRequestJsonBody, IsNullWithMoreThan200000Values) {
+    std::string many = "[0";
+    for (int i = 0; i < 200000; ++i) {
+        many += ",0";
+    }
+
+    EXPECT_EQ(read_json(many + "]"), "null");
+}
+
 TEST(HabRequestJsonBody, IsNullAndLoggedWhenItIsNoJson) {
     const CapturedLog log;
 

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <list>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "RpcSocketFixture.h"
 
@@ -173,6 +176,20 @@ TEST_F(SocketTransportTest, DropsAMessageThatIsNestedTooDeep) {
     EXPECT_EQ(log.countOf("3 src/SocketTransport: JSON parse error: "), 1);
 }
 
+TEST_F(SocketTransportTest, DropsAMessageOfMoreThan200000Values) {
+    Client client = Connect();
+    std::string many = "{\"a\":[0";
+    for (int i = 0; i < 200000; ++i) {
+        many += ",0";
+    }
+    client.Send(many + "]}");
+
+    client.Send(R"({"jsonrpc": "2.0", "method": "none", "id": 1})");
+
+    EXPECT_EQ(client.Receive(), kNotFoundOne);
+    EXPECT_EQ(log.countOf("3 src/SocketTransport: JSON parse error: "), 1);
+}
+
 TEST_F(SocketTransportTest, AnswersThousandsOfMessagesOfOneRead) {
     Client client = Connect();
     std::string flood;
@@ -220,6 +237,48 @@ TEST_F(SocketTransportTest, ClosesAConnectionThatDoesNotReadWhatItIsSent) {
     EXPECT_TRUE(UntilConnections(0));
     EXPECT_EQ(log.count("4 src/SocketTransport: Closing a connection: it does not read what it is sent\n"),
               1);
+}
+
+TEST_F(SocketTransportTest, ClosesTheConnectionThatHoldsMostOfTooManyUnfinishedMessages) {
+    const auto begun = [this](size_t size) {
+        auto client = std::make_unique<Client>(Connect());
+        client->Send(R"({"jsonrpc": "2.0", "method": "none", "id": 1, "x": ")" + std::string(size, 'x'));
+        Turn();
+        return client;
+    };
+    const auto largest = begun(15900000);
+    const auto second = begun(15000000);
+    const auto third = begun(15000000);
+    const auto fourth = begun(15000000);
+
+    const auto fifth = begun(7000000);
+
+    EXPECT_EQ(largest->Receive(), "");
+    second->Send("\"}");
+    EXPECT_EQ(second->Receive(), kNotFoundOne);
+    EXPECT_EQ(log.countOf("4 src/SocketTransport: Closing a connection: "), 1);
+}
+
+TEST_F(SocketTransportTest, ClosesTheConnectionForWhichMostWaitsOfTooMuch) {
+    std::list<Client> clients;
+    for (size_t i = 0; i < 5; ++i) {
+        clients.push_back(Connect());
+        ASSERT_TRUE(UntilConnections(i + 1));
+    }
+    const JsonPtr params(cJSON_CreateString(std::string(1U << 20, 'x').c_str()));
+    const auto send = [&](RPCTransport* transport, int count) {
+        for (int i = 0; i < count; ++i) {
+            server.sendNotification("Updated", params.get(), transport);
+        }
+    };
+    const std::vector<RPCTransport*> transports(listener.live().begin(), listener.live().end());
+    send(transports[0], 15);
+    for (const size_t i : {1U, 2U, 3U, 4U}) {
+        send(transports[i], 13);
+    }
+
+    EXPECT_TRUE(UntilConnections(4));
+    EXPECT_NE(listener.live().front(), transports[0]);
 }
 
 TEST_F(SocketTransportTest, KeepsAConnectionThatReadsWhatItIsSent) {
