@@ -55,11 +55,10 @@ foreach(file ${unit_files})
   orvale_install_located(${component} ${ORVALE_UNITDIR} ${name} ${file})
 endforeach()
 
-# Either package may be there without the other one, and both need the user. What says the same twice is no conflict.
+# The user and the directories are those of all programs; the daemon does not run without the others.
 foreach(kind sysusers tmpfiles)
   if(EXISTS ${systemd}/orvale.${kind})
-    orvale_install_located(daemon lib/${kind}.d orvale.conf ${systemd}/orvale.${kind})
-    orvale_install_located(unit lib/${kind}.d orvale-unit.conf ${systemd}/orvale.${kind})
+    install(FILES ${systemd}/orvale.${kind} DESTINATION lib/${kind}.d RENAME orvale.conf COMPONENT unit)
   endif()
 endforeach()
 

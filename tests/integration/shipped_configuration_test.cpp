@@ -53,13 +53,17 @@ class ShippedAccessMap : public MappedUnit {
   protected:
     void SetUp() override { StartWith(text_of(SHIPPED_CONFIGURATION "/accessmap.json")); }
 
-    const std::vector<std::string> m_resources{
-        "/system/info",           "/system/info/oem-snmp",
-        "/system/status",         "/system/user-events/oem-warning",
-        "/system/debug",          "/system/user-events/alerts",
-        "/system/debug/post",     "/system/user-events/log",
-        "/system/subscriptions",  "/system/debug/syslog-rules",
-        "/system/oem/privileged-cmds"};
+    const std::vector<std::string> m_resources{"/system/info",
+                                               "/system/info/oem-snmp",
+                                               "/system/status",
+                                               "/system/user-events/oem-warning",
+                                               "/system/debug",
+                                               "/system/user-events/alerts",
+                                               "/system/debug/post",
+                                               "/system/user-events/log",
+                                               "/system/subscriptions",
+                                               "/system/debug/syslog-rules",
+                                               "/system/oem/privileged-cmds"};
 };
 
 TEST_F(ShippedAccessMap, OpensEveryResourceBelowSystemForReading) {
