@@ -19,4 +19,6 @@ string(REPLACE "@version@" "${located_version}" located_text "${located_text}")
 string(REPLACE "/usr/sbin/" "${located_sbindir}/" located_text "${located_text}")
 string(REPLACE "/etc/orvale" "${located_configdir}" located_text "${located_text}")
 file(WRITE "${located_scratch}/${located_name}" "${located_text}")
+# A file of the same second counts as the same file, whatever is in it.
+file(REMOVE "$ENV{DESTDIR}${located_destination}/${located_name}")
 file(INSTALL "${located_scratch}/${located_name}" DESTINATION "${located_destination}")
