@@ -202,7 +202,7 @@ void Broker::forward_signal(const ClientConnection& client, const BusMessage& me
     }
 }
 
-void Broker::handle_request(const ClientConnection& client, const BusMessage& message) {
+void Broker::handle_request(ClientConnection& client, const BusMessage& message) {
     PendingRequest request{client.id(), kBrokerId, message.header, {}, px_time_ms()};
     request.name.assign(message.body.data(), message.header.nlen);
     if (const auto provider = m_routes.provider_of(message.name)) {
@@ -213,6 +213,8 @@ void Broker::handle_request(const ClientConnection& client, const BusMessage& me
     m_monitors.copy(client.id(), kBrokerId, message.header, message.body);
     if (is_broker_request(message.name)) {
         reply_status(request);
+        // It costs as much as there are clients: others have their turn first.
+        client.pause();
     } else {
         reply_empty(request);
     }

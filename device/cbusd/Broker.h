@@ -76,7 +76,7 @@ class Broker final : private ClientConnection::Owner {
     void handle_provide(ClientConnection& client, std::string_view text);
     void handle_monitor(ClientConnection& client);
     void forward_signal(const ClientConnection& client, const BusMessage& message);
-    void handle_request(const ClientConnection& client, const BusMessage& message);
+    void handle_request(ClientConnection& client, const BusMessage& message);
     void forward_request(PendingRequest request, const BusMessage& message);
     void handle_reply(const ClientConnection& client, const BusMessage& message);
     void reply(const PendingRequest& request, std::string_view data);

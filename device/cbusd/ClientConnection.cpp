@@ -43,9 +43,12 @@ void ClientConnection::on_writable(evutil_socket_t, short, void* self) noexcept 
 
 // One receive a turn, so that a client that never stops sending leaves turns to the others.
 void ClientConnection::read_messages() {
-    // What a hold has left in the reader comes before anything new.
+    // What a hold or a pause has left in the reader comes before anything new.
+    if (std::exchange(m_is_paused, false)) {
+        event_add(m_read_event.get(), nullptr);
+    }
     handle_messages();
-    if (!is_open() || m_is_held) {
+    if (!is_open() || m_is_held || m_is_paused) {
         return;
     }
     const std::span<char> room = m_reader.room();
@@ -61,7 +64,7 @@ void ClientConnection::read_messages() {
 void ClientConnection::handle_messages() {
     BusMessage message;
     bool has_handled_some = false;
-    while (is_open() && !m_is_held) {
+    while (is_open() && !m_is_held && !m_is_paused) {
         switch (m_reader.next(message)) {
             case MessageReader::Result::kMessage:
                 ++m_messages_in;
@@ -116,6 +119,7 @@ void ClientConnection::write_waiting() {
 
 void ClientConnection::hold() {
     m_is_held = true;
+    m_is_paused = false;
     event_del(m_read_event.get());
     event_del(m_backlog_event.get());
 }
@@ -129,9 +133,24 @@ void ClientConnection::resume() {
     m_resumed_ms = px_time_ms();
     event_add(m_read_event.get(), nullptr);
     if (m_reader.pending_bytes() > 0) {
-        const timeval next_turn{0, 0};
-        event_add(m_backlog_event.get(), &next_turn);
+        read_in_next_turn();
     }
+}
+
+void ClientConnection::pause() {
+    if (!is_open() || m_is_held) {
+        return;
+    }
+    m_is_paused = true;
+    // What waits in the reader has not been looked at: nobody knows whether it is complete.
+    m_has_incomplete = false;
+    event_del(m_read_event.get());
+    read_in_next_turn();
+}
+
+void ClientConnection::read_in_next_turn() {
+    const timeval next_turn{0, 0};
+    event_add(m_backlog_event.get(), &next_turn);
 }
 
 bool ClientConnection::was_held_since(uint32_t since_ms) const {

@@ -58,6 +58,8 @@ class ClientConnection {
     // While it is held nothing is read from the client and no message handled; either call may be repeated.
     void hold();
     void resume();
+    // What it has sent besides the message that is being handled waits for the next turn of the loop.
+    void pause();
     // At any time since then, in milliseconds of px_time_ms().
     [[nodiscard]] bool was_held_since(uint32_t since_ms) const;
 
@@ -71,6 +73,7 @@ class ClientConnection {
     void read_messages();
     void handle_messages();
     void note_incomplete(bool is_new);
+    void read_in_next_turn();
     void write_waiting();
     void leave();
     void close();
@@ -82,6 +85,7 @@ class ClientConnection {
     MessageReader m_reader;
     OutputQueue m_output;
     bool m_is_held = false;
+    bool m_is_paused = false;
     std::optional<uint32_t> m_resumed_ms;
     bool m_has_left = false;
     bool m_was_refused = false;
@@ -90,6 +94,6 @@ class ClientConnection {
     uint64_t m_messages_in = 0;
     uint64_t m_messages_out = 0;
     EventPtr m_read_event;
-    EventPtr m_backlog_event;  // for what was read before a hold
+    EventPtr m_backlog_event;  // for what was read before a hold or a pause
     EventPtr m_write_event;    // armed while something waits
 };

@@ -114,6 +114,29 @@ TEST_F(BusFlow, OthersAreNotSlowed) {
     EXPECT_EQ(Receive(listener).name, "other");
 }
 
+// Each answer costs as much as there are clients.
+TEST_F(BusFlow, OfRequestsForTheStatusAClientGetsOneATurn) {
+    constexpr int kRequests = 200;
+    for (int i = 0; i < kRequests; ++i) {
+        m_writer.Send(WireMessage{2, 0, i, 0, "cbus.status", ""});
+    }
+    m_receiver.Send(WireMessage{2, 0, 7, 0, "nobody.serves.this", ""});
+
+    for (int turn = 0; turn < 5; ++turn) {
+        event_base_loop(m_base.get(), EVLOOP_ONCE);
+    }
+
+    EXPECT_TRUE(m_receiver.HasMessage());
+    int answers = 0;
+    for (; m_writer.HasMessage(); ++answers) {
+        EXPECT_EQ(m_writer.Receive().seqn, answers);
+    }
+    EXPECT_LT(answers, 10);
+    for (; answers < kRequests; ++answers) {
+        EXPECT_EQ(Receive(m_writer).seqn, answers);
+    }
+}
+
 TEST_F(BusFlow, AWriterThatWaitsStillGetsItsOwnMessages) {
     BusPeer provider = Connect();
     Provide(provider, "config");
