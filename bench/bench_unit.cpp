@@ -30,9 +30,10 @@ constexpr size_t kBusMessageBytes = 64;
 constexpr const char* kBusKey = "cfg.sysconf.serial_number";
 
 // A thousand subscribers take as many descriptors, here and in the daemon, which inherits the limit, and more
-// connections than a unit has.
+// connections and sessions than a unit has.
 void raise_limits() {
     setenv("ORVALE_RPC_CONNECTIONS", "2000", 1);
+    setenv("ORVALE_SESSIONS", "100000", 1);
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max;

@@ -47,6 +47,10 @@ std::size_t max_rpc_connections() {
     return ConnectionLimit::fromEnvironment("ORVALE_RPC_CONNECTIONS", SocketTransport::kMaxConnections);
 }
 
+std::size_t max_sessions() {
+    return ConnectionLimit::fromEnvironment("ORVALE_SESSIONS", HabSessionImpl::kMaxSessions);
+}
+
 // The lower-case and the capitalised name of an operation share one object.
 void register_methods(RPCServer& server, NotificationManager* notifications) {
     auto* rpc_delete = new RPCDelete(notifications);
@@ -67,6 +71,7 @@ void register_methods(RPCServer& server, NotificationManager* notifications) {
 
 Backend::Backend(const std::string& configPath) : m_configPath(configPath) {
     HabApplication::initialize(m_configPath.c_str());
+    HabSessionImpl::setMaxSessions(max_sessions());
     m_server =
         new (std::nothrow) ApiEventServer(HabConfig::getInstance()->getHttpPort(), max_http_connections());
     ORVALE_ASSERT(m_server != nullptr, "m_server != __null", kModule, "Backend::Backend(const string&)");

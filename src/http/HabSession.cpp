@@ -69,6 +69,7 @@ utilities::DateTime time_member(const cJSON* json, const char* key) {
 HabSessionImpl::SessionMap& HabSessionImpl::m_sessionMap = *new SessionMap;
 pthread_mutex_t HabSessionImpl::m_sessionMapLock = PTHREAD_MUTEX_INITIALIZER;
 unsigned int HabSessionImpl::m_nextNumberId = 1;
+std::size_t HabSessionImpl::m_maxSessions = kMaxSessions;
 HabSessionImpl::Clock HabSessionImpl::m_clock = monotonic_now;
 OncePerMinute HabSessionImpl::m_line;
 HabSessionImpl::Order& HabSessionImpl::m_free = *new Order;
@@ -233,21 +234,21 @@ void HabSessionImpl::makeRoom() {
     std::vector<unsigned int> subscribed;
     {
         const concurrency::scoped_mutex lock(m_sessionMapLock);
-        if (m_sessionMap.size() < kMaxSessions) {
+        if (m_sessionMap.size() < m_maxSessions) {
             return;
         }
         // Two, in case there were too many while they were all held.
-        for (int i = 0; i < 2 && m_sessionMap.size() >= kMaxSessions; ++i) {
+        for (int i = 0; i < 2 && m_sessionMap.size() >= m_maxSessions; ++i) {
             const bool isDropped = dropOldest(m_subscribed, Subscribed::kExpired, subscribed) ||
                                    dropOldest(m_free, Subscribed::kExpired, subscribed);
             // A client can subscribe with each of its requests in a session of its own.
-            if (!isDropped && m_sessionMap.size() >= kMaxHeldSessions) {
+            if (!isDropped && m_sessionMap.size() >= 2 * m_maxSessions) {
                 dropOldest(m_subscribed, Subscribed::kAny, subscribed);
             }
         }
         if (const unsigned long count = m_line.take(); count > 0) {
             logger_function(4, kModule, "%lu new sessions beyond %zu: those not used for longest go", count,
-                            kMaxSessions);
+                            m_maxSessions);
         }
     }
     for (const unsigned int number : subscribed) {
@@ -275,6 +276,10 @@ bool HabSessionImpl::dropOldest(Order& order, Subscribed which, std::vector<unsi
         return true;
     }
     return false;
+}
+
+void HabSessionImpl::setMaxSessions(std::size_t max) {
+    m_maxSessions = max;
 }
 
 void HabSessionImpl::setClock(Clock clock) {

@@ -44,9 +44,9 @@ using cmp_str_functor = cmp_str;
 // Owns:      the table owns its sessions. One that leaves the table (expired, ended, replaced, dropped) lives on
 //            while a request is bound to it.
 // Threads:   the table is locked; a session itself is not.
-// Limits:    while kMaxSessions are in the table, a new one drops another, with one log line a minute: an expired one,
+// Limits:    while setMaxSessions() of them are in the table, a new one drops another, with one log line a minute: an expired one,
 //            else the one not used for longest of those that nobody holds. Nothing is dropped when there is none, up to
-//            kMaxHeldSessions: from there on the one not used for longest of those that only subscriptions hold goes.
+//            twice as many: from there on the one not used for longest of those that only subscriptions hold goes.
 //            What that costs does not depend on their number.
 // Units:     the idle timeout in seconds of the monotonic clock, 0 means never.
 class HabSessionImpl : public HabSession {
@@ -57,7 +57,6 @@ class HabSessionImpl : public HabSession {
     using Hold = std::shared_ptr<void>;
 
     static constexpr std::size_t kMaxSessions = 10000;
-    static constexpr std::size_t kMaxHeldSessions = 20000;
 
     explicit HabSessionImpl(const char* id);
     // From what toJson() wrote; members missing or of the wrong type are skipped. Takes no serial number.
@@ -82,6 +81,8 @@ class HabSessionImpl : public HabSession {
     [[nodiscard]] static Hold hold(HabSession* session, HeldBy what);
     // Runs for each session that is dropped while subscriptions hold it, with its number. They are to end.
     static void setDroppedCallback(void (*dropped)(unsigned int numberId));
+    // How many the table keeps, kMaxSessions unless this is called, which is before the first one.
+    static void setMaxSessions(std::size_t max);
     // The clock of all sessions; tests turn it by hand. Null brings the monotonic clock back. The log line about a full
     // table may come at once again.
     static void setClock(Clock clock);
@@ -127,6 +128,7 @@ class HabSessionImpl : public HabSession {
     static SessionMap& m_sessionMap;
     static pthread_mutex_t m_sessionMapLock;
     static unsigned int m_nextNumberId;
+    static std::size_t m_maxSessions;
     static Clock m_clock;
     static OncePerMinute m_line;
     static Order& m_free;

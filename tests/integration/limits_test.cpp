@@ -157,14 +157,30 @@ class SmallLimits : public testing::Test {
         m_unit.startDatabase();
         setenv("ORVALE_HTTP_CONNECTIONS", "2", 1);
         setenv("ORVALE_RPC_CONNECTIONS", "2", 1);
+        setenv("ORVALE_SESSIONS", "2", 1);
         m_daemon = std::make_unique<ForegroundDaemon>(m_unit);
         unsetenv("ORVALE_HTTP_CONNECTIONS");
         unsetenv("ORVALE_RPC_CONNECTIONS");
+        unsetenv("ORVALE_SESSIONS");
     }
 
     RunningUnit m_unit;
     std::unique_ptr<ForegroundDaemon> m_daemon;
 };
+
+TEST_F(SmallLimits, AThirdSessionEndsTheFirst) {
+    HttpClient client = served([this] { return m_unit.http(); });
+    const auto new_cookie = [&client](const std::string& cookie) {
+        return client.request("GET", "/system/info", "", {"Cookie: " + cookie}).header("Set-Cookie");
+    };
+    const std::string first = new_cookie("none=0");
+    ASSERT_EQ(new_cookie(first), "");
+    new_cookie("none=0");
+
+    new_cookie("none=0");
+
+    EXPECT_NE(new_cookie(first), "");
+}
 
 TEST_F(SmallLimits, OneLogLineNamesWhoHoldsTheConnections) {
     const auto http = [this] { return m_unit.http(); };

@@ -90,6 +90,16 @@ TEST_F(FullSessionTable, DropsNothingUpToItsLimit) {
     EXPECT_EQ(log.countOf("4 src/HabSession: "), 0);
 }
 
+TEST_F(FullSessionTable, KeepsAsManyAsItIsToldTo) {
+    HabSessionImpl::setMaxSessions(2);
+    const std::vector<std::string> ids{New()->sessionId(), New()->sessionId(), New()->sessionId()};
+    HabSessionImpl::setMaxSessions(kMax);
+
+    EXPECT_FALSE(Has(ids[0]));
+    EXPECT_TRUE(Has(ids[1]));
+    EXPECT_TRUE(Has(ids[2]));
+}
+
 TEST_F(FullSessionTable, DropsTheSessionNotUsedForLongest) {
     const std::string first = New()->sessionId();
     const std::string second = New()->sessionId();
