@@ -1,6 +1,10 @@
-// Where a request ends, and what of it comes back in headers.
+// Where a request ends, what of it comes back in headers, and how its answer goes out.
 
 #include "src/http/HabEventServer.h"
+
+#include <netinet/tcp.h>
+
+#include <vector>
 
 #include "EventServerFixture.h"
 #include "HttpFixture.h"
@@ -43,6 +47,22 @@ class EveryMethod : public HiddenRequest, public testing::WithParamInterface<con
 INSTANTIATE_TEST_SUITE_P(HiddenRequest, EveryMethod,
                          testing::Values("GET", "HEAD", "POST", "PUT", "DELETE", "OPTIONS", "TRACE",
                                          "CONNECT", "PATCH", "head", "BREW"));
+
+// TCP_NODELAY of each open connection of this process whose own port is that one.
+std::vector<int> NoDelayOfConnections(std::uint16_t port) {
+    std::vector<int> found;
+    for (int fd = 0; fd < 1024; ++fd) {
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        if (local_port(fd) == port && getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) == 0) {
+            int on = 0;
+            socklen_t on_size = sizeof on;
+            getsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, &on_size);
+            found.push_back(on);
+        }
+    }
+    return found;
+}
 
 }  // namespace
 
@@ -113,5 +133,18 @@ TEST_F(PublishedEtag, IsOneLineWhenItCameInTwo) {
 
         const std::string answer = subscriber.receive();
         EXPECT_EQ(CountOf(answer, "\r\nEtag: a X: b\r\n"), 1) << answer;
+    });
+}
+
+// A long answer goes out in several pieces. The last one would wait for the client's acknowledgement of those before it, which
+// a client keeps back for 40 ms.
+TEST_F(EventServerFixture, HoldsNoPieceOfAnAnswerBack) {
+    Serve([this] {
+        RawHttpClient client = m_server.connect();
+        client.send("GET /nothing HTTP/1.1\r\nHost: x\r\n\r\n");
+        client.receive();
+
+        EXPECT_EQ(NoDelayOfConnections(static_cast<std::uint16_t>(m_server.boundPort())),
+                  std::vector<int>{1});
     });
 }

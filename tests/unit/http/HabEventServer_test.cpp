@@ -1,6 +1,5 @@
 #include "src/http/HabEventServer.h"
 
-#include <netinet/tcp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -41,22 +40,6 @@ using HabEventServerTest = EventServerFixture;
 constexpr const char* kNotFound = "HTTP/1.1 404 Not Found";
 constexpr const char* kBadRequest = "HTTP/1.1 400 Bad Request";
 
-// TCP_NODELAY of each open connection of this process whose own port is that one.
-std::vector<int> NoDelayOfConnections(std::uint16_t port) {
-    std::vector<int> found;
-    for (int fd = 0; fd < 1024; ++fd) {
-        sockaddr_in peer{};
-        socklen_t size = sizeof peer;
-        if (local_port(fd) == port && getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) == 0) {
-            int on = 0;
-            socklen_t on_size = sizeof on;
-            getsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, &on_size);
-            found.push_back(on);
-        }
-    }
-    return found;
-}
-
 }  // namespace
 
 // Start and end.
@@ -86,19 +69,6 @@ TEST_F(HabEventServerTest, RunsTheEventBaseUntilItIsStopped) {
         server.getEventbase(), nullptr);
 
     EXPECT_EQ(server.run(), 0);
-}
-
-// A long answer goes out in several pieces. The last one would wait for the client's acknowledgement of those before it, which
-// a client keeps back for 40 ms.
-TEST_F(HabEventServerTest, HoldsNoPieceOfAnAnswerBack) {
-    Serve([this] {
-        RawHttpClient client = m_server.connect();
-        client.send("GET /nothing HTTP/1.1\r\nHost: x\r\n\r\n");
-        client.receive();
-
-        EXPECT_EQ(NoDelayOfConnections(static_cast<std::uint16_t>(m_server.boundPort())),
-                  std::vector<int>{1});
-    });
 }
 
 TEST_F(HabEventServerTest, KeepsComplainingWhenThePortIsTaken) {
