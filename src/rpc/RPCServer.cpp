@@ -119,7 +119,7 @@ JsonPtr RPCServer::answerMessage(const cJSON* message, RPCTransport* transport) 
         response = envelop(is_result, std::move(item));
     }
     // Ids are numbers: any other id, true and false included, is answered with 0.
-    const int id_number = cJSON_IsNumber(id) ? id->valueint : 0;
+    const int id_number = id != nullptr && cJSON_IsNumber(id) != 0 ? id->valueint : 0;
     replace_member(response.get(), "id", JsonPtr(cJSON_CreateInt(id_number)));
     return response;
 }

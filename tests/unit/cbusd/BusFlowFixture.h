@@ -57,6 +57,8 @@ class BusFlow : public BrokerFixture {
     static BrokerOptions Patient() {
         BrokerOptions options;
         options.check_interval_ms = 5;
+        // Of a test that takes long under a sanitizer nobody is ended for his slowness.
+        options.slow.stalled_ms = 600'000;
         return options;
     }
     static BrokerOptions Impatient() {
