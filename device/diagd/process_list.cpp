@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr const char* kName = "processes.txt";
+constexpr const char* kListName = "processes.txt";
 constexpr size_t kMaxProcesses = 4096;
 constexpr size_t kMaxStatusBytes = 8192;
 constexpr size_t kMaxCommandBytes = 512;
@@ -81,17 +81,17 @@ void report_add_processes(Report& report, const std::string& proc) {
     std::error_code error;
     std::vector<unsigned> numbers = process_numbers(proc, error);
     if (error) {
-        report.note(kName, proc + " cannot be read: " + error.message());
+        report.note(kListName, proc + " cannot be read: " + error.message());
         return;
     }
     if (numbers.size() > kMaxProcesses) {
-        report.note(kName, "the first " + std::to_string(kMaxProcesses) + " of " +
-                               std::to_string(numbers.size()) + " processes");
+        report.note(kListName, "the first " + std::to_string(kMaxProcesses) + " of " +
+                                   std::to_string(numbers.size()) + " processes");
         numbers.resize(kMaxProcesses);
     }
     std::string text = "    PID  PARENT S       MEMORY THREADS NAME  COMMAND\n";
     for (const unsigned pid : numbers) {
         text += process_line(proc, pid);
     }
-    report.add(kName, std::move(text));
+    report.add(kListName, std::move(text));
 }

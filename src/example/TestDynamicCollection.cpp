@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kModule = "src/TestDynamicCollection";
 
-constexpr const char* kCollectionKey = "ram.system.test.dynamic";
+constexpr const char* kDynamicKey = "ram.system.test.dynamic";
 constexpr const char* kAllKeys = "ram.system.test.dynamic.*.*";
 
 // Only the text that the number itself is printed as: requests write under that one, and would never reach the keys of
@@ -42,7 +42,7 @@ void TestDynamicCollection::sync() {
         return;
     }
     m_synced = true;
-    registerConfigChange(kCollectionKey);
+    registerConfigChange(kDynamicKey);
 
     unsigned int count = 0;
     config_data_t* elements = nullptr;
@@ -79,7 +79,7 @@ void TestDynamicCollection::updateFromConfig(unsigned int count, const config_da
 }
 
 void TestDynamicCollection::applyKey(const config_data_t& data, Changes& changes) {
-    const auto key = test_entry_parse_key(kCollectionKey, data.key);
+    const auto key = test_entry_parse_key(kDynamicKey, data.key);
     const auto number = key ? number_of(key->id) : std::nullopt;
     // A key with further levels belongs to no entry: neither reading nor deleting the entries reaches it.
     if (!number || key->hasFurtherLevels) {
@@ -135,7 +135,7 @@ void TestDynamicCollection::createOperation(HabRequest* request) {
     sync();
     const std::string id = std::to_string(static_cast<std::int32_t>(m_next_number));
     const StatusCode::Value written =
-        test_entry_write(readRequestData(request).get(), kCollectionKey, id.c_str());
+        test_entry_write(readRequestData(request).get(), kDynamicKey, id.c_str());
     if (written != StatusCode::kOk) {
         request->replyFinish(written);
         return;
@@ -150,7 +150,7 @@ void TestDynamicCollection::updateEntryOperation(const char* entry, HabRequest* 
         request->replyFinish(StatusCode::kNotFound);
         return;
     }
-    request->replyFinish(test_entry_write(readRequestData(request).get(), kCollectionKey, entry));
+    request->replyFinish(test_entry_write(readRequestData(request).get(), kDynamicKey, entry));
 }
 
 void TestDynamicCollection::deleteEntryOperation(const char* entry, HabRequest* request) {
@@ -160,7 +160,7 @@ void TestDynamicCollection::deleteEntryOperation(const char* entry, HabRequest* 
         request->replyFinish(StatusCode::kNotFound);
         return;
     }
-    const std::string pattern = std::string(kCollectionKey) + "." + entry + ".*";
+    const std::string pattern = std::string(kDynamicKey) + "." + entry + ".*";
     const bool sent = config_deletem(pattern.c_str()) >= 0;
     request->replyFinish(sent ? StatusCode::kOk : StatusCode::kInternalServerError);
 }

@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char* kModule = "src/TestStaticCollection";
 
-constexpr const char* kCollectionKey = "ram.system.test.static";
+constexpr const char* kStaticKey = "ram.system.test.static";
 constexpr const char* kIds[] = {"x", "y", "z"};
 
 }  // namespace
@@ -20,7 +20,7 @@ void TestStaticCollection::sync() {
     }
     m_synced = true;
     logger_function(6, kModule, "SystemTestObject::sync() initialize entry map");
-    registerConfigChange(kCollectionKey);
+    registerConfigChange(kStaticKey);
     for (const char* id : kIds) {
         JsonPtr json = test_entry_create(JsonPtr(cJSON_CreateString(id)));
         ORVALE_ASSERT(json != nullptr, "json", kModule, "virtual void TestStaticCollection::sync()");
@@ -50,7 +50,7 @@ void TestStaticCollection::updateFromConfig(unsigned int count, const config_dat
     CjsonCollectionUpdateHelp changes(this);
     bool is_changed = false;
     for (unsigned int i = 0; i < count; ++i) {
-        const auto key = test_entry_parse_key(kCollectionKey, data[i].key);
+        const auto key = test_entry_parse_key(kStaticKey, data[i].key);
         if (!key) {
             logger_function(7, kModule, "NOT Relevant data");
             continue;
@@ -73,5 +73,5 @@ void TestStaticCollection::updateEntryOperation(const char* entry, HabRequest* r
         request->replyFinish(StatusCode::kNotFound);
         return;
     }
-    request->replyFinish(test_entry_write(readRequestData(request).get(), kCollectionKey, entry));
+    request->replyFinish(test_entry_write(readRequestData(request).get(), kStaticKey, entry));
 }

@@ -18,10 +18,10 @@ namespace {
 constexpr const char* kModule = "src/TestEntry";
 
 constexpr std::size_t kMaxName = 20;
-constexpr const char* kAttributes[] = {"abc", "def"};
+constexpr const char* kEntryAttributes[] = {"abc", "def"};
 
 // JSON null for a key without a value, a null pointer for a value that is no text.
-JsonPtr json_of(const config_data_t& data) {
+JsonPtr entry_value(const config_data_t& data) {
     if (data.value == nullptr) {
         return JsonPtr(cJSON_CreateNull());
     }
@@ -51,7 +51,7 @@ std::optional<TestEntryKey> test_entry_parse_key(const char* collection_key, con
 JsonPtr test_entry_create(JsonPtr id) {
     JsonPtr entry(cJSON_CreateObject());
     resource_json_add(entry.get(), "id", std::move(id));
-    for (const char* attribute : kAttributes) {
+    for (const char* attribute : kEntryAttributes) {
         resource_json_add(entry.get(), attribute, JsonPtr(cJSON_CreateNull()));
     }
     return entry;
@@ -59,11 +59,11 @@ JsonPtr test_entry_create(JsonPtr id) {
 
 bool test_entry_update(const CjsonCollectionPathHandler& collection, const TestEntryKey& key,
                        const config_data_t& data, CjsonCollectionUpdateHelp& changes) {
-    if (std::ranges::find(kAttributes, key.attribute) == std::end(kAttributes)) {
+    if (std::ranges::find(kEntryAttributes, key.attribute) == std::end(kEntryAttributes)) {
         logger_function(4, kModule, "Unknown attribute");
         return false;
     }
-    JsonPtr value = json_of(data);
+    JsonPtr value = entry_value(data);
     if (value == nullptr) {
         logger_function(4, kModule, "Unsupported config type : %d", static_cast<int>(data.type));
         return false;
@@ -80,7 +80,7 @@ bool test_entry_update(const CjsonCollectionPathHandler& collection, const TestE
 
 StatusCode::Value test_entry_write(const cJSON* body, const char* collection_key, const char* id) {
     ConfigWriter writer;
-    for (const char* attribute : kAttributes) {
+    for (const char* attribute : kEntryAttributes) {
         char* text = nullptr;
         const int result = CjsonValidate::getAttributeString(body, attribute, &text);
         if (result == CjsonValidate::kInvalid) {

@@ -8,10 +8,10 @@
 
 namespace {
 
-constexpr const char* kSource = "src/HabController";
+constexpr const char* kModule = "src/HabController";
 
 int unhandled(const char* entry) {
-    logger_function(7, kSource, "HabController::%s", entry);
+    logger_function(7, kModule, "HabController::%s", entry);
     return 0;
 }
 
@@ -21,7 +21,7 @@ int HabController::handleRequest(HabRequest* request) {
     const char* method = request->getMethod();
     const char* uri = request->getURI();
     const char* query = request->getQueryString();
-    logger_function(7, kSource, "HabController::handleRequest: %s URI: %s, query: %s", method,
+    logger_function(7, kModule, "HabController::handleRequest: %s URI: %s, query: %s", method,
                     uri != nullptr ? uri : "(null)", query != nullptr ? query : "");
     int result = 0;
     if (std::strcmp(method, "GET") == 0) {
@@ -37,7 +37,7 @@ int HabController::handleRequest(HabRequest* request) {
         result = destroy(request);
     }
     if (result == 0) {
-        logger_function(3, kSource, "Request not successfully handled!");
+        logger_function(3, kModule, "Request not successfully handled!");
         request->replyFinish(StatusCode::kBadRequest);
     }
     return 1;

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr const char* kSource = "src/HabDispatcher";
+constexpr const char* kModule = "src/HabDispatcher";
 constexpr int kMaxRegistered = 19;
 constexpr std::size_t kGroups = 10;  // the whole match and nine placeholders
 constexpr std::size_t kMaxRemembered = 128;
@@ -56,13 +56,13 @@ Template parseTemplate(const std::string& uri) {
 }
 
 void logTemplate(const Template& parsed) {
-    logger_function(7, kSource, "registerUri() - Generating regular expression: %s", parsed.pattern.c_str());
+    logger_function(7, kModule, "registerUri() - Generating regular expression: %s", parsed.pattern.c_str());
     if (parsed.names.empty()) {
         return;
     }
-    logger_function(7, kSource, "Request parameters:");
+    logger_function(7, kModule, "Request parameters:");
     for (const std::string& name : parsed.names) {
-        logger_function(7, kSource, " - %s", name.c_str());
+        logger_function(7, kModule, " - %s", name.c_str());
     }
 }
 
@@ -156,7 +156,7 @@ std::optional<std::vector<std::string>> matchEntry(HabRequest& request, const ch
     if (!match) {
         return std::nullopt;
     }
-    logger_function(7, kSource, "regexec matches");
+    logger_function(7, kModule, "regexec matches");
     for (const auto& [number, text] : match->segments) {
         // A template with groups of its own that have no names is a mistake in the program.
         request.setParameter(entry.names.at(number).c_str(), text.c_str());
@@ -179,7 +179,7 @@ bool isAuthorized(HabRequest& request, const HabHandlerListEntry& entry,
                   const std::vector<std::string>& spellings) {
     const int required = requiredLevel(request, spellings);
     const int have = request.getSession()->getAccessLevel();
-    logger_function(7, kSource,
+    logger_function(7, kModule,
                     "#%i: Match: %s Methods: %s%s%s%s Request: %s, AccessLevels required: %d, sessions: %d",
                     0, entry.pattern, (entry.methods & 1U) != 0 ? "Get" : "",
                     (entry.methods & 2U) != 0 ? "Put" : "", (entry.methods & 4U) != 0 ? "Post" : "",
@@ -204,7 +204,7 @@ HabHandlerListEntry::~HabHandlerListEntry() {
 
 int HabDispatcher::registerUri(const char* uri, unsigned int methods, HabHandler* handler) {
     auto entry = std::make_unique<HabHandlerListEntry>();
-    logger_function(7, kSource, "registerUri() - registering handler for URI %s", uri);
+    logger_function(7, kModule, "registerUri() - registering handler for URI %s", uri);
     // Nothing counts registrations at present, so the list has no bound; callers know the refusal all the same.
     if (registeredHandlers > kMaxRegistered) {
         return -1;
@@ -212,7 +212,7 @@ int HabDispatcher::registerUri(const char* uri, unsigned int methods, HabHandler
     Template parsed = parseTemplate(uri);
     logTemplate(parsed);
     if (!compile(parsed, *entry)) {
-        logger_function(3, kSource, "registerUri regcomp failed: '%s'", uri);
+        logger_function(3, kModule, "registerUri regcomp failed: '%s'", uri);
         return 0;
     }
     entry->names = std::move(parsed.names);
@@ -236,10 +236,10 @@ int HabDispatcher::registerHandler(const char* uri, unsigned int methods, HabHan
 
 int HabDispatcher::setHandler(HabRequest* request) {
     HabSession* session = HabSessionImpl::sessionForRequest(request);
-    ORVALE_ASSERT(session != nullptr, "session != __null", kSource,
+    ORVALE_ASSERT(session != nullptr, "session != __null", kModule,
                   "static int HabDispatcher::setHandler(HabRequest*)");
     preFixup(request);
-    logger_function(6, kSource, "Got session with sessionId: %s", session->sessionId());
+    logger_function(6, kModule, "Got session with sessionId: %s", session->sessionId());
     request->setSession(session);
 
     const auto method = static_cast<unsigned int>(request->getHttpMethod());
@@ -252,7 +252,7 @@ int HabDispatcher::setHandler(HabRequest* request) {
             continue;
         }
         if (!isAuthorized(*request, *entry, *spellings)) {
-            logger_function(3, kSource, "Insufficient access level - unauthorized");
+            logger_function(3, kModule, "Insufficient access level - unauthorized");
             request->unauthorized(request->getURI());
             return -1;
         }
@@ -260,7 +260,7 @@ int HabDispatcher::setHandler(HabRequest* request) {
         request->setHandler(entry->handler);
         return 1;
     }
-    logger_function(7, kSource, "No handler found!");
+    logger_function(7, kModule, "No handler found!");
     request->notFound(request->getURI());
     return 0;
 }
@@ -273,7 +273,7 @@ int HabDispatcher::dispatchRequest(HabRequest* request) {
         return -1;
     }
     // A request that setHandler() has refused gets its second answer here; the transports ignore it.
-    logger_function(7, kSource, "No handler found! (NEW)");
+    logger_function(7, kModule, "No handler found! (NEW)");
     request->notFound(request->getURI());
     return -1;
 }
@@ -284,16 +284,16 @@ int HabDispatcher::matchCheck(HabRequest* request, const char* uri, HabHandlerLi
 
 void HabDispatcher::preFixup(HabRequest* request) {
     if (request->getURI() != nullptr && std::strcmp(request->getURI(), "/") == 0) {
-        logger_function(7, kSource, "Setting URI to default");
+        logger_function(7, kModule, "Setting URI to default");
         request->setURI(HabConfig::getInstance()->getDefaultLocation());
     }
 }
 
 int HabDispatcher::registerTimer(HabTimer* timer, int when) {
-    logger_function(7, kSource, "Registering new timer");
+    logger_function(7, kModule, "Registering new timer");
     std::unique_ptr<TimerEntry> entry(new (std::nothrow) TimerEntry{timer, when, nullptr});
     if (!entry) {
-        logger_function(3, kSource, "Could not allocate new entry to list of timers");
+        logger_function(3, kModule, "Could not allocate new entry to list of timers");
         return -1;
     }
     // The signed difference keeps the order right when the times pass the largest int.

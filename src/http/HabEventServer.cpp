@@ -32,17 +32,16 @@
 
 namespace {
 
-constexpr const char* kSource = "src/HabEventServer";
+constexpr const char* kModule = "src/HabEventServer";
 constexpr int kBacklog = 10240;
 constexpr long kMaxHeaderBytes = 64L * 1024;
-constexpr long kMaxBodyBytes = 16L * 1024 * 1024;
 constexpr std::size_t kMaxHeldBytes = std::size_t{64} * 1024 * 1024;  // of all bodies
 constexpr int kTimeoutSeconds = 60;
 constexpr long kMaxIncompleteMs = 60 * 1000;
 constexpr timeval kSweepInterval = {1, 0};
 constexpr timeval kAcceptPause = {0, 500000};
 
-#define HAB_ASSERT(condition, expression) ORVALE_ASSERT(condition, expression, kSource, __PRETTY_FUNCTION__)
+#define HAB_ASSERT(condition, expression) ORVALE_ASSERT(condition, expression, kModule, __PRETTY_FUNCTION__)
 
 const char* uriText(evhttp_request* req) {
     const char* uri = evhttp_request_get_uri(req);
@@ -51,12 +50,12 @@ const char* uriText(evhttp_request* req) {
 
 bool isServable(evhttp_request* req) {
     if (!http_framing_is_clear(req)) {
-        logger_function(3, kSource, "End of request in doubt for %s", uriText(req));
+        logger_function(3, kModule, "End of request in doubt for %s", uriText(req));
         return false;
     }
     const bool servable = HabRequestEvent::isServable(req);
     if (!servable) {
-        logger_function(3, kSource, "No path in request for %s", uriText(req));
+        logger_function(3, kModule, "No path in request for %s", uriText(req));
     }
     return servable;
 }
@@ -78,8 +77,8 @@ int portOf(int listener) {
 // process stays alive to be found in the process list and in the log.
 [[noreturn]] void complainForEver() {
     for (;;) {
-        logger_function(3, kSource, "libevent - could not create HTTP server!");
-        logger_function(3, kSource, "libevent - trying again in 5 secs");
+        logger_function(3, kModule, "libevent - could not create HTTP server!");
+        logger_function(3, kModule, "libevent - trying again in 5 secs");
         sleep(5);
     }
 }
@@ -100,7 +99,7 @@ void onAcceptAgain(evutil_socket_t, short, void* listener) {
 // loop would spin, and fill the log, until somebody else leaves. The loop does not turn between the end of the
 // listener and its own, so that the second call never comes too late.
 void onAcceptError(evconnlistener* listener, void*) {
-    logger_function(3, kSource, "Cannot accept a connection: %s", std::strerror(errno));
+    logger_function(3, kModule, "Cannot accept a connection: %s", std::strerror(errno));
     evconnlistener_disable(listener);
     event_base_once(evconnlistener_get_base(listener), -1, EV_TIMEOUT, onAcceptAgain, listener,
                     &kAcceptPause);
@@ -113,7 +112,7 @@ void onSweep(evutil_socket_t, short, void* arg) {
 }  // namespace
 
 HabEventServer::HabEventServer(int port, std::size_t maxConnections)
-    : m_port(port), m_instanceId(static_cast<unsigned long>(random())), m_limit(kSource, maxConnections) {
+    : m_port(port), m_instanceId(static_cast<unsigned long>(random())), m_limit(kModule, maxConnections) {
     HAB_ASSERT(pthread_mutex_init(&m_lock, nullptr) == 0, "pthread_mutex_init(&m_lock, __null) == 0");
     evthread_use_pthreads();
     m_evbase.reset(event_init());
@@ -135,10 +134,10 @@ void HabEventServer::setInstanceId(unsigned long id) {
 }
 
 int HabEventServer::run() {
-    logger_function(6, kSource, "libevent - starting server");
+    logger_function(6, kModule, "libevent - starting server");
     std::signal(SIGPIPE, SIG_IGN);
     if (m_port < 0) {
-        logger_function(6, kSource, "HTTP disabled");
+        logger_function(6, kModule, "HTTP disabled");
     } else if (!startHttp()) {
         return -1;
     }
@@ -200,13 +199,13 @@ bool HabEventServer::startHttp() {
 
 void HabEventServer::pre_handler(evhttp_request* req) {
     if (req == nullptr) {
-        logger_function(3, kSource, "pre_handler() Request is null!");
+        logger_function(3, kModule, "pre_handler() Request is null!");
         return;
     }
     const char* uri = uriText(req);
-    logger_function(7, kSource, "pre_handler() Request for %s", uri);
+    logger_function(7, kModule, "pre_handler() Request for %s", uri);
     if (std::strncmp(uri, "/publish", std::strlen("/publish")) == 0) {
-        logger_function(7, kSource, "pre_handler() URI is a /publish handler");
+        logger_function(7, kModule, "pre_handler() URI is a /publish handler");
         return;
     }
     if (evhttp_request_get_command(req) != EVHTTP_REQ_POST || !isServable(req)) {
@@ -219,10 +218,10 @@ void HabEventServer::pre_handler(evhttp_request* req) {
     HabDispatcher::setHandler(habReq.get());
     startStreaming(req, *habReq);
     if (habReq->isDiscarded()) {
-        logger_function(7, kSource, "Deleting habReq");
+        logger_function(7, kModule, "Deleting habReq");
         return;
     }
-    logger_function(7, kSource, "Saving HabRequest in cache");
+    logger_function(7, kModule, "Saving HabRequest in cache");
     requestCache[req] = std::move(habReq);
 }
 
@@ -231,16 +230,16 @@ void HabEventServer::startStreaming(evhttp_request* req, HabRequestEvent& habReq
     if (handler == nullptr || !handler->isStreaming(&habReq) || !mayStream(habReq)) {
         return;
     }
-    logger_function(7, kSource, "Calling streaming handler");
+    logger_function(7, kModule, "Calling streaming handler");
     if (handler->handleChunk(&habReq, habReq.getChunkCtx()) > 0) {
-        logger_function(7, kSource, "Setting up for streaming receive");
+        logger_function(7, kModule, "Setting up for streaming receive");
         evhttp_set_cb_arg(req, &habReq);
         evhttp_request_set_chunked_cb(req, chunkedCb);
     }
 }
 
 void HabEventServer::chunk_handler(HabRequest* habReq) {
-    logger_function(7, kSource, " HabEventServer::chunk_handler() called");
+    logger_function(7, kModule, " HabEventServer::chunk_handler() called");
     HabHandler* handler = habReq->getHandler();
     if (handler == nullptr || !handler->streamingFlag() || !mayStream(*habReq)) {
         return;
@@ -249,7 +248,7 @@ void HabEventServer::chunk_handler(HabRequest* habReq) {
 }
 
 void HabEventServer::generic_handler(evhttp_request* req) {
-    logger_function(7, kSource, "generic_handler() Request for %s", uriText(req));
+    logger_function(7, kModule, "generic_handler() Request for %s", uriText(req));
     http_add_header(req, "X-Server-instance", m_instanceIdText);
     if (refuse(req)) {
         return;
@@ -277,10 +276,10 @@ bool HabEventServer::refuse(evhttp_request* req) {
 std::unique_ptr<HabRequestEvent> HabEventServer::takeRequest(evhttp_request* req) {
     auto cached = requestCache.extract(req);
     if (!cached.empty()) {
-        logger_function(7, kSource, "Reusing HabRequest from cache");
+        logger_function(7, kModule, "Reusing HabRequest from cache");
         return std::move(cached.mapped());
     }
-    logger_function(7, kSource, "No HabRequest in cache - creating new");
+    logger_function(7, kModule, "No HabRequest in cache - creating new");
     return std::make_unique<HabRequestEvent>(req);
 }
 
@@ -309,7 +308,7 @@ void prehandlecb(evhttp_request* req, void* arg) noexcept {
 }
 
 void chunkedCb(evhttp_request* req, void* arg) noexcept {
-    logger_function(7, kSource, "chunkedCb");
+    logger_function(7, kModule, "chunkedCb");
     auto* habReq = static_cast<HabRequestEvent*>(arg);
     HAB_ASSERT(req != nullptr, "req != __null");
     HAB_ASSERT(habReq != nullptr, "habReq != __null");
@@ -329,5 +328,5 @@ void publish_handlerCb(evhttp_request* req, void* arg) noexcept {
 }
 
 void completeCb(evhttp_request* /*req*/, void* /*arg*/) noexcept {
-    logger_function(7, kSource, "completeCb()");
+    logger_function(7, kModule, "completeCb()");
 }

@@ -19,20 +19,17 @@
 #include "src/http/HabRequestEvent.h"
 #include "src/http/PushQuery.h"
 #include "src/http/StatusCode.h"
+#include "src/http/habhelper.h"
 #include "src/http/http_reply.h"
 
 namespace {
 
-constexpr const char* kSource = "src/HabEventServer";
+constexpr const char* kModule = "src/HabEventServer";
 // The next event makes one more.
 constexpr std::size_t kMaxStoredEvents = 100;
 // 4294967295 and 0 are never given: fromId 0 asks for all events.
 constexpr unsigned long kLastEventId = 4294967294UL;
 constexpr std::string_view kLocalPeer = "127.0.0.1";
-
-const char* orEmpty(const char* text) {
-    return text != nullptr ? text : "";
-}
 
 unsigned count(std::size_t size) {
     return static_cast<unsigned>(size);
@@ -58,14 +55,14 @@ std::string printable(const char* text) {
 }
 
 void logQuery(const PushQuery& query) {
-    logger_function(6, kSource, "Request for %s, %s - channel: %s, fromId: %s", query.path(), query.query(),
+    logger_function(6, kModule, "Request for %s, %s - channel: %s, fromId: %s", query.path(), query.query(),
                     printable(query.channel()).c_str(),
                     query.fromIdText() != nullptr ? printable(query.fromIdText()).c_str() : "N/A");
 }
 
 bool hasChannel(const PushQuery& query) {
     if (query.channel() == nullptr) {
-        logger_function(3, kSource, "No channel in request for %s, %s", query.path(), query.query());
+        logger_function(3, kModule, "No channel in request for %s, %s", query.path(), query.query());
     }
     return query.channel() != nullptr;
 }
@@ -128,17 +125,17 @@ bool refusePublish(evhttp_request* req, int code) {
 bool mayPublish(evhttp_request* req) {
     const evhttp_cmd_type method = evhttp_request_get_command(req);
     if (method != EVHTTP_REQ_POST && method != EVHTTP_REQ_PUT) {
-        logger_function(3, kSource, "Unsupported HTTP method");
+        logger_function(3, kModule, "Unsupported HTTP method");
         return refusePublish(req, StatusCode::kMethodNotAllowed);
     }
     const char* type = inputHeader(req, "Content-type");
     if (type == nullptr || std::strcmp(type, "application/json") != 0) {
-        logger_function(3, kSource, "Unsupported MIME type '%s'", orEmpty(type));
+        logger_function(3, kModule, "Unsupported MIME type '%s'", orEmpty(type));
         return refusePublish(req, StatusCode::kUnsupportedMediaType);
     }
     // Nine characters and not a whole address: every address of the loopback that begins so may publish.
     if (!std::string_view(peerOf(req)).starts_with(kLocalPeer)) {
-        logger_function(3, kSource, "Unauthorized publish request from non-local host ");
+        logger_function(3, kModule, "Unauthorized publish request from non-local host ");
         return refusePublish(req, StatusCode::kForbidden);
     }
     return true;
@@ -151,7 +148,7 @@ HabEventServer::Waiting::Waiting(evhttp_request* req, std::set<evhttp_request*>*
     : request(req), channel(waitsOn), poll(req, onClosed, server) {}
 
 void HabEventServer::subscribe_handler(evhttp_request* req) {
-    logger_function(6, kSource, "\n\nHabEventServer::subscribe_handler()");
+    logger_function(6, kModule, "\n\nHabEventServer::subscribe_handler()");
     dropEarlyAnswer(req);
     // A body has no meaning here and would stay in memory as long as the request waits.
     evbuffer* body = evhttp_request_get_input_buffer(req);
@@ -188,7 +185,7 @@ void HabEventServer::dropEarlyAnswer(evhttp_request* req) {
 
 // A channel stays for the life of the process, whoever has asked for it.
 void HabEventServer::openChannel(const std::string& channel) {
-    logger_function(6, kSource, "Pending events: %u, pending requests: %u",
+    logger_function(6, kModule, "Pending events: %u, pending requests: %u",
                     count(pendingEvents[channel].size()), count(pendingRequests[channel].size()));
 }
 
@@ -203,19 +200,19 @@ bool HabEventServer::sendStored(evhttp_request* req, const std::list<UpdateEvent
     if (newer.isEmpty()) {
         return false;
     }
-    logger_function(7, kSource, "Created answer for client - sending");
+    logger_function(7, kModule, "Created answer for client - sending");
     http_add_header(req, "Content-Type", "application/json");
     http_send_reply(req, StatusCode::kOk, "OK", newer.finish());
     return true;
 }
 
 void HabEventServer::waitOnChannel(evhttp_request* req, const std::string& channel, bool isNew) {
-    logger_function(7, kSource, "No answer for client - set up for long poll");
+    logger_function(7, kModule, "No answer for client - set up for long poll");
     // Every channel ever asked for counts, this one included, and none is ever dropped: of the default 80 at most 79
     // can be waited on. Clients and operators know the limit so.
     const int maxChannels = HabConfig::getInstance()->getHttpPushMaxChannels();
     if (std::cmp_greater_equal(pendingRequests.size(), maxChannels)) {
-        logger_function(3, kSource, "Too many push channels! Max: %d", maxChannels);
+        logger_function(3, kModule, "Too many push channels! Max: %d", maxChannels);
         if (isNew) {
             // The table is full and stays full; with the names of refused clients it would grow without end.
             pendingRequests.erase(channel);
@@ -235,19 +232,19 @@ void HabEventServer::wait(evhttp_request* req, std::set<evhttp_request*>* channe
 
 void HabEventServer::logWaiting(const evhttp_connection* closing) const {
     for (const auto& [channel, requests] : pendingRequests) {
-        logger_function(7, kSource, "checking channel: %s, %u", printable(channel.c_str()).c_str(),
+        logger_function(7, kModule, "checking channel: %s, %u", printable(channel.c_str()).c_str(),
                         count(requests.size()));
         for (evhttp_request* req : requests) {
             // The library has taken the request off a connection that broke.
             const evhttp_connection* own = evhttp_request_get_connection(req);
-            logger_function(7, kSource, "conn addr: %p",
+            logger_function(7, kModule, "conn addr: %p",
                             static_cast<const void*>(own != nullptr ? own : closing));
         }
     }
 }
 
 void HabEventServer::connection_closed_handler(evhttp_connection* conn) {
-    logger_function(7, kSource, "a connection was closed: %p", static_cast<void*>(conn));
+    logger_function(7, kModule, "a connection was closed: %p", static_cast<void*>(conn));
     // Thousands of clients may leave at once: all the others are looked at for the log alone.
     if ((new_log_mask & log_mask(7)) != 0) {
         logWaiting(conn);
@@ -259,7 +256,7 @@ void HabEventServer::connection_closed_handler(evhttp_connection* conn) {
     evhttp_request* req = waiting.mapped().request;
     if (waiting.mapped().channel != nullptr) {
         waiting.mapped().channel->erase(req);
-        logger_function(7, kSource, "removed closed connection from subscriber list");
+        logger_function(7, kModule, "removed closed connection from subscriber list");
     }
     // A request that the library has taken off its broken connection is ours, one that it still holds is its own.
     if (evhttp_request_get_connection(req) == nullptr) {
@@ -268,7 +265,7 @@ void HabEventServer::connection_closed_handler(evhttp_connection* conn) {
 }
 
 void HabEventServer::publish_handler(evhttp_request* req) {
-    logger_function(6, kSource, "HabEventServer::publish_handler()");
+    logger_function(6, kModule, "HabEventServer::publish_handler()");
     dropEarlyAnswer(req);
     if (refuse(req)) {
         return;
@@ -279,7 +276,7 @@ void HabEventServer::publish_handler(evhttp_request* req) {
             return;
         }
     }
-    logger_function(7, kSource, "Done handling request, sent to noone\n");
+    logger_function(7, kModule, "Done handling request, sent to noone\n");
     http_send_reply(req, StatusCode::kOk, "OK", nullptr);
 }
 
@@ -312,7 +309,7 @@ void HabEventServer::pruneEvents() {
     for (auto& [channel, events] : pendingEvents) {
         while (events.size() > kMaxStoredEvents) {
             events.pop_front();
-            logger_function(7, kSource, "Deleting old event entry");
+            logger_function(7, kModule, "Deleting old event entry");
         }
     }
 }
@@ -328,47 +325,47 @@ bool HabEventServer::storeEvent(evhttp_request* req, const std::string& channel)
         return false;
     }
     MallocedText data(static_cast<char*>(std::calloc(length + 1, 1)));
-    ORVALE_ASSERT(data != nullptr, "data != __null", kSource, __PRETTY_FUNCTION__);
+    ORVALE_ASSERT(data != nullptr, "data != __null", kModule, __PRETTY_FUNCTION__);
     evbuffer_remove(body, data.get(), length);
     std::shared_ptr<const std::string> text = eventText(data.get(), id);
     utilities::DateTime now;
     now.getDateAndTime();
     std::list<UpdateEvent>& events = pendingEvents[channel];
     events.push_back({now, orEmpty(etag), static_cast<int>(length), std::move(data), id, std::move(text)});
-    logger_function(7, kSource, "New event, timestamp: %s", now.timestamp().c_str());
-    ORVALE_ASSERT(!events.empty(), "pendingEvents[channel].size() > 0", kSource, __PRETTY_FUNCTION__);
+    logger_function(7, kModule, "New event, timestamp: %s", now.timestamp().c_str());
+    ORVALE_ASSERT(!events.empty(), "pendingEvents[channel].size() > 0", kModule, __PRETTY_FUNCTION__);
     return true;
 }
 
 void HabEventServer::answerWaiting(evhttp_request* publisher, const std::string& channel) {
     std::set<evhttp_request*>& waiting = pendingRequests[channel];
-    logger_function(7, kSource, "%u pending requests", count(waiting.size()));
+    logger_function(7, kModule, "%u pending requests", count(waiting.size()));
     while (!waiting.empty()) {
-        logger_function(7, kSource, "%u pending events", count(pendingEvents.size()));
+        logger_function(7, kModule, "%u pending events", count(pendingEvents.size()));
         answerWithEvents(waiting.extract(waiting.begin()).value(), publisher, pendingEvents[channel]);
     }
 }
 
 void HabEventServer::answerWithEvents(evhttp_request* req, evhttp_request* publisher,
                                       const std::list<UpdateEvent>& events) {
-    logger_function(7, kSource, "Handling stored events");
+    logger_function(7, kModule, "Handling stored events");
     const char* etag = events.front().etag.c_str();
-    logger_function(7, kSource, "insertIter start: (%s)", etag);
+    logger_function(7, kModule, "insertIter start: (%s)", etag);
     const PushQuery query(req);
     const unsigned long fromId = query.fromId();
-    logger_function(7, kSource, "Pending request strFromId=%s > FromId=%lu",
+    logger_function(7, kModule, "Pending request strFromId=%s > FromId=%lu",
                     printable(orEmpty(query.fromIdText())).c_str(), fromId);
     EventList newer;
     for (const UpdateEvent& event : events) {
         if (event.id > fromId && newer.add(event)) {
             etag = event.etag.c_str();
-            logger_function(7, kSource, "added id=%d, %s", static_cast<int>(event.id), etag);
+            logger_function(7, kModule, "added id=%d, %s", static_cast<int>(event.id), etag);
         }
     }
     http_add_header(req, "Content-type", inputHeader(publisher, "Content-type"));
     http_add_header(req, "Etag", *etag != '\0' ? etag : nullptr);
     http_add_header(req, "Last-Modified", inputHeader(publisher, "Last-Modified"));
     m_waiting.extract(evhttp_request_get_connection(req)).mapped().poll.resume();
-    logger_function(7, kSource, "Request in set - sending reply to %s", peerOf(req));
+    logger_function(7, kModule, "Request in set - sending reply to %s", peerOf(req));
     http_send_chunked_reply(req, StatusCode::kOk, "OK", newer.finish());
 }

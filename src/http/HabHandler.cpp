@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr const char* kSource = "src/HabHandler";
+constexpr const char* kModule = "src/HabHandler";
 constexpr const char* kNotificationHeader = "HTTP_HAB_NOTIFICATION";
 constexpr const char* kUnknownKey = "Unknown configuration key";
 constexpr const char* kNoJson = "Couldn't parse JSON request!";
@@ -56,13 +56,13 @@ std::string printed(const cJSON* item) {
 void dumpNumber(const cJSON* item) {
     const double value = item->valuedouble;
     if (std::fabs(item->valueint - value) <= DBL_EPSILON) {
-        logger_function(7, kSource, "%s%d%s", "", item->valueint, "");
+        logger_function(7, kModule, "%s%d%s", "", item->valueint, "");
     } else if (std::fabs(std::floor(value) - value) <= DBL_EPSILON && std::fabs(value) < 1.0e60) {
-        logger_function(7, kSource, "%s%.0f%s", "", value, "");
+        logger_function(7, kModule, "%s%.0f%s", "", value, "");
     } else if (std::fabs(value) < 1.0e-6 || std::fabs(value) > 1.0e9) {
-        logger_function(7, kSource, "%s%e%s", "", value, "");
+        logger_function(7, kModule, "%s%e%s", "", value, "");
     } else {
-        logger_function(7, kSource, "%s%f%s", "", value, "");
+        logger_function(7, kModule, "%s%f%s", "", value, "");
     }
 }
 
@@ -81,9 +81,9 @@ int HabHandler::handleChunk(HabRequest* /*request*/, void* /*chunkCtx*/) {
 int HabHandler::fileUpload(HabRequest* request, FileTransfer* /*transfer*/, char* /*data*/,
                            unsigned int count, bool first, bool last) {
     const char* uri = request != nullptr ? request->getURI() : nullptr;
-    logger_function(7, kSource, "fileupload(%s), cnt=%d, first:%s, last:%s", uri != nullptr ? uri : "(null)",
+    logger_function(7, kModule, "fileupload(%s), cnt=%d, first:%s, last:%s", uri != nullptr ? uri : "(null)",
                     static_cast<int>(count), first ? "true" : "false", last ? "true" : "false");
-    logger_function(3, kSource, "Empty implementation (HabHandler::fileUpload) called!");
+    logger_function(3, kModule, "Empty implementation (HabHandler::fileUpload) called!");
     return 0;
 }
 
@@ -110,13 +110,13 @@ int HabHandler::handleRequest(HabRequest* request) {
     m_errors.reset(cJSON_CreateObject());
     bool isRead = true;
     if (request->getHeader(kNotificationHeader) != nullptr) {
-        logger_function(7, kSource, "handleRequest() Notification");
+        logger_function(7, kModule, "handleRequest() Notification");
         isRead = handleNotification(*request);
     } else if (isMethod(*request, "GET")) {
-        logger_function(7, kSource, "handleRequest() GET");
+        logger_function(7, kModule, "handleRequest() GET");
         handleRead(*request, result.get());
     } else if (isMethod(*request, "PUT")) {
-        logger_function(7, kSource, "handleRequest() PUT");
+        logger_function(7, kModule, "handleRequest() PUT");
         isRead = handleWrite(*request);
     }
     // A body that did not arrive leaves nobody to answer.
@@ -156,7 +156,7 @@ void HabHandler::handleRead(HabRequest& request, cJSON* result) {
     const JsonPtr keys = parseRequest(decodeQuery(query));
     takeMatching(keys.get(), [this, result](Setting& setting, JsonPtr item) {
         const char* key = keyOf(item.get());
-        logger_function(7, kSource, "\nReading '%s'", key);
+        logger_function(7, kModule, "\nReading '%s'", key);
         if (setting.read(key, result) != 0) {
             cJSON_AddStringToObject(m_errors.get(), key, "Error");
         }
@@ -170,7 +170,7 @@ bool HabHandler::handleWrite(HabRequest& request) {
     if (!body) {
         return false;
     }
-    logger_function(7, kSource, "data=%s", body->c_str());
+    logger_function(7, kModule, "data=%s", body->c_str());
     std::vector<std::pair<Setting*, JsonPtr>> kept;
     bool failed = false;
     const JsonPtr members = parseRequest(*body);
@@ -226,24 +226,24 @@ void HabHandler::refuseRest(const cJSON* items, const std::string& message) {
 }
 
 void HabHandler::dump_json(const cJSON* item, int indent) {
-    logger_function(7, kSource, "%*s%s%s", indent, "", item->string != nullptr ? item->string : "", ":");
+    logger_function(7, kModule, "%*s%s%s", indent, "", item->string != nullptr ? item->string : "", ":");
     if (cJSON_IsNumber(item) != 0) {
         dumpNumber(item);
     } else if (cJSON_IsFalse(item) != 0) {
-        logger_function(7, kSource, "%sfalse%s", "", "");
+        logger_function(7, kModule, "%sfalse%s", "", "");
     } else if (cJSON_IsTrue(item) != 0) {
-        logger_function(7, kSource, "%strue%s", "", "");
+        logger_function(7, kModule, "%strue%s", "", "");
     } else if (cJSON_IsString(item) != 0) {
-        logger_function(7, kSource, "%s%s%s", "\"", item->valuestring, "\"");
+        logger_function(7, kModule, "%s%s%s", "\"", item->valuestring, "\"");
     } else if (cJSON_IsArray(item) == 0 && cJSON_IsObject(item) == 0) {
-        logger_function(7, kSource, "%snull%s", "", "");
+        logger_function(7, kModule, "%snull%s", "", "");
     }
     for (const cJSON* child = item->child; child != nullptr; child = child->next) {
         dump_json(child, indent + 2);
     }
     if (cJSON_IsArray(item) != 0) {
-        logger_function(7, kSource, "%*s]%s", indent, "", "");
+        logger_function(7, kModule, "%*s]%s", indent, "", "");
     } else if (cJSON_IsObject(item) != 0) {
-        logger_function(7, kSource, "%*s}%s", indent, "", "");
+        logger_function(7, kModule, "%*s}%s", indent, "", "");
     }
 }

@@ -16,10 +16,6 @@
 namespace {
 
 constexpr const char* kModule = "src/HabRequest";
-constexpr size_t kMaxPieces = 127;  // what split() cuts at most
-
-// The HTTP server refuses larger bodies, so a larger declared length is not worth the memory.
-constexpr int kMaxBodyBytes = 16 * 1024 * 1024;
 
 MallocedText copy_text(const char* text) {
     return MallocedText(strdup(text));
@@ -91,6 +87,7 @@ char* HabRequest::getRequestCookie(const char*) {
 
 cJSON* HabRequest::readJSONBody() {
     const char* contentType = getHeader("Content-Type");
+    // The HTTP server refuses larger bodies, so a larger declared length is not worth the memory.
     const auto length = static_cast<size_t>(std::clamp(getContentLength(), 0, kMaxBodyBytes));
     logger_function(7, kModule, "HabRequest::readJSONBody(). Content-Type: %s",
                     contentType == nullptr ? "(null)" : contentType);

@@ -13,6 +13,8 @@ class HabHandler;
 class HabSession;
 struct cJSON;
 
+inline constexpr int kMaxBodyBytes = 16 * 1024 * 1024;  // of a request over HTTP
+
 // HabRequest: the one request that every handler sees, whether it came over HTTP or over JSON-RPC.
 // Owns:      its URI, query string and parameters (copies of what is passed in).
 // Borrows:   handler, matchEx and chunkCtx, which outlive the request. A session of the session table stays

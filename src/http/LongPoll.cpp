@@ -28,7 +28,7 @@ void probePeer(evutil_socket_t fd) {
 
 // Treats the flood as the end of the connection. A limit on reading alone would hide the real end behind what has
 // not been read. Inside the buffer's callback the connection cannot be freed: the loop does it.
-void onInput(evbuffer* input, const evbuffer_cb_info*, void* stream) {
+void onInputWhileWaiting(evbuffer* input, const evbuffer_cb_info*, void* stream) {
     if (evbuffer_get_length(input) > kMaxWaitingInput) {
         bufferevent_trigger_event(static_cast<bufferevent*>(stream), BEV_EVENT_READING | BEV_EVENT_EOF,
                                   BEV_TRIG_DEFER_CALLBACKS);
@@ -61,7 +61,7 @@ void LongPoll::watchCallbacks() {
 }
 
 void LongPoll::watchInput() {
-    m_inputWatch = evbuffer_add_cb(bufferevent_get_input(m_stream), onInput, m_stream);
+    m_inputWatch = evbuffer_add_cb(bufferevent_get_input(m_stream), onInputWhileWaiting, m_stream);
 }
 
 void LongPoll::resume() {

@@ -4,13 +4,7 @@
 
 #include <event2/http.h>
 
-namespace {
-
-const char* orEmpty(const char* text) {
-    return text != nullptr ? text : "";
-}
-
-}  // namespace
+#include "src/http/habhelper.h"
 
 PushQuery::PushQuery(evhttp_request* req) : m_request(req) {
     evhttp_parse_query_str(orEmpty(query()), &m_parameters);

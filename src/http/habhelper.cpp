@@ -11,7 +11,6 @@
 namespace {
 
 constexpr const char* kModule = "src/habhelper";
-constexpr int kMaxPieces = 127;
 
 // The value of two hexadecimal digits, -1 when the text does not begin with two.
 int hex_byte(const char* text) {

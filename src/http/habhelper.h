@@ -2,6 +2,8 @@
 
 struct cJSON;
 
+inline constexpr int kMaxPieces = 127;  // what split() cuts at most
+
 // Functions that several modules of the front end share. They hold no state and may run on any thread.
 
 // The parsed file; the caller deletes it. Null, and a log line, when it cannot be read or is no JSON. The second
@@ -17,6 +19,11 @@ int decodeURIComponent(const char* src, char* dst, unsigned int max);
 // tail behind the part that moved up. Answers that length.
 int normalizeString(char* s);
 
-// Cuts `s` in place at every character of `delim` and puts up to 127 pieces and a null behind them into `out`, which
-// has room for 128; a string without pieces leaves `out` as it is. The third argument has no meaning. Answers `out`.
+// Cuts `s` in place at every character of `delim` and puts up to kMaxPieces pieces and a null behind them into
+// `out`, which has room for one more; a string without pieces leaves `out` as it is. The third argument has no meaning. Answers `out`.
 char** split(char** out, char* s, const char*, const char* delim);
+
+// The text itself; "" for null.
+inline const char* orEmpty(const char* text) {
+    return text != nullptr ? text : "";
+}

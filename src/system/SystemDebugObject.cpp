@@ -54,7 +54,7 @@ void set_marker(const std::string& path, bool on) {
     }
 }
 
-void log_entry(const config_data_t& entry) {
+void log_debug_entry(const config_data_t& entry) {
     logger_function(6, kModule, "Received message Name = %s, Type = %d", entry.key,
                     static_cast<int>(entry.type));
     if (entry.type == CONFIG_TYPE_STRING) {
@@ -224,7 +224,7 @@ void SystemDebugObject::updateFromConfig(unsigned int count, const config_data_t
     initOnce();
     std::vector<const char*> changed;
     for (unsigned int i = 0; i < count; ++i) {
-        log_entry(data[i]);
+        log_debug_entry(data[i]);
         for (const char* name : replaceFromEntry(data[i])) {
             if (std::ranges::find(changed, name) == changed.end()) {
                 changed.push_back(name);

@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kModule = "src/SystemOemSnmpObject";
 
-constexpr const char* kPrefix = "ram.system.oemsnmp";
+constexpr const char* kSnmpPrefix = "ram.system.oemsnmp";
 
 struct SnmpAttribute {
     const char* name;
@@ -48,7 +48,7 @@ const char* attribute_of(const char* key) {
 
 SystemOemSnmpObject::~SystemOemSnmpObject() {
     if (m_json != nullptr) {
-        deregisterConfigChange(kPrefix);
+        deregisterConfigChange(kSnmpPrefix);
     }
 }
 
@@ -88,7 +88,7 @@ void SystemOemSnmpObject::initOnce() {
 
 void SystemOemSnmpObject::init() {
     logger_function(6, kModule, "OemSnmp: init()");
-    registerConfigChange(kPrefix);
+    registerConfigChange(kSnmpPrefix);
     m_json.reset(cJSON_CreateObject());
     ORVALE_ASSERT(m_json != nullptr, "m_json", kModule, "void SystemOemSnmpObject::init()");
     for (const SnmpAttribute& attribute : kStrings) {

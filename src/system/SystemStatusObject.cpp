@@ -36,7 +36,7 @@ JsonPtr json_number(long number) {
     return JsonPtr(cJSON_CreateNumber(static_cast<double>(number)));
 }
 
-void log_entry(const config_data_t& entry) {
+void log_status_entry(const config_data_t& entry) {
     logger_function(6, kModule, "SystemStatus: Received message Name = %s, Type = %d", entry.key,
                     static_cast<int>(entry.type));
     if (entry.type == CONFIG_TYPE_STRING) {
@@ -125,7 +125,7 @@ void SystemStatusObject::init() {
 void SystemStatusObject::updateFromConfig(unsigned int count, const config_data_t* data, bool initial) {
     std::vector<const char*> changed;
     for (unsigned int i = 0; i < count; ++i) {
-        log_entry(data[i]);
+        log_status_entry(data[i]);
         if (const char* name = replaceFromEntry(data[i])) {
             changed.push_back(name);
         }

@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char* kModule = "src/SystemSyslogCollection";
 
-constexpr const char* kPrefix = "cfg.api.syslog";
+constexpr const char* kRulePrefix = "cfg.api.syslog";
 constexpr const char* kAllKeys = "cfg.api.syslog.*.*";
 
 constexpr const char* kRuleId = "rule_id";
@@ -30,7 +30,7 @@ constexpr const char* kSlotNames[] = {"0", "1", "2", "3"};
 constexpr int kMaxSlot = 3;
 
 constexpr const char* kAuthpriv = "authpriv";
-constexpr std::size_t kMaxLocation = 255;
+constexpr std::size_t kMaxRuleLocation = 255;
 constexpr std::size_t kMaxPattern = 79;
 
 struct RuleKey {
@@ -42,7 +42,7 @@ struct RuleKey {
 // requests write under: they would never reach "01" or 4.
 std::optional<RuleKey> parse_key(std::string_view key) {
     for (int slot = 1; slot <= kMaxSlot; ++slot) {
-        const std::string beginning = std::string(kPrefix) + "." + kSlotNames[slot] + ".";
+        const std::string beginning = std::string(kRulePrefix) + "." + kSlotNames[slot] + ".";
         if (key.starts_with(beginning) && key.size() > beginning.size()) {
             return RuleKey{slot, std::string(key.substr(beginning.size()))};
         }
@@ -106,12 +106,12 @@ void replace_attribute(cJSON* entry, const std::string& attribute, const config_
 }  // namespace
 
 SystemSyslogCollection::SystemSyslogCollection() {
-    registerConfigChange(kPrefix);
+    registerConfigChange(kRulePrefix);
     SystemSyslogCollection::sync();
 }
 
 SystemSyslogCollection::~SystemSyslogCollection() {
-    deregisterConfigChange(kPrefix);
+    deregisterConfigChange(kRulePrefix);
 }
 
 void SystemSyslogCollection::sync() {
@@ -223,8 +223,8 @@ void SystemSyslogCollection::addRule(int slot, const cJSON* body, HabRequest* re
         return;
     }
     ConfigWriter writer;
-    writer.putString(selector.get(), "%s.%d.%s", kPrefix, slot, kSelector);
-    writer.putString(text_of(body, kAction), "%s.%d.%s", kPrefix, slot, kAction);
+    writer.putString(selector.get(), "%s.%d.%s", kRulePrefix, slot, kSelector);
+    writer.putString(text_of(body, kAction), "%s.%d.%s", kRulePrefix, slot, kAction);
     // What was written comes back through onConfigWritten(), and that makes the entry.
     const cJSON* const entry = writer.write(this) == CONFIG_OK ? findEntry(kSlotNames[slot]) : nullptr;
     const JsonText text(entry == nullptr ? nullptr : cJSON_PrintUnformatted(entry));
@@ -233,7 +233,7 @@ void SystemSyslogCollection::addRule(int slot, const cJSON* body, HabRequest* re
         return;
     }
     const char* const own_path = getPath();
-    char location[kMaxLocation + 1];
+    char location[kMaxRuleLocation + 1];
     px_snprintf(location, sizeof location, "%s%1i", own_path == nullptr ? "" : own_path, slot);
     request->reply(StatusCode::kCreated, text.get(), location);
 }
@@ -269,10 +269,10 @@ StatusCode::Value SystemSyslogCollection::changeRule(const char* id, const cJSON
     ConfigWriter writer;
     // A word that the rule still lacks stays away: an empty text in its key would be one.
     if (selector != nullptr) {
-        writer.putString(selector.get(), "%s.%s.%s", kPrefix, id, kSelector);
+        writer.putString(selector.get(), "%s.%s.%s", kRulePrefix, id, kSelector);
     }
     if (action != nullptr) {
-        writer.putString(action.get(), "%s.%s.%s", kPrefix, id, kAction);
+        writer.putString(action.get(), "%s.%s.%s", kRulePrefix, id, kAction);
     }
     return writer.write(this) == CONFIG_OK ? StatusCode::kOk : StatusCode::kInternalServerError;
 }
@@ -287,7 +287,7 @@ void SystemSyslogCollection::deleteEntryOperation(const char* entry, HabRequest*
         return;
     }
     char pattern[kMaxPattern + 1];
-    px_snprintf(pattern, sizeof pattern, "%s.%s.*", kPrefix, entry);
+    px_snprintf(pattern, sizeof pattern, "%s.%s.*", kRulePrefix, entry);
     static_cast<void>(config_deletem(pattern));
     dumpSyslogMap("DELETE-ENTRY-OPERATION");
     request->replyFinish(StatusCode::kOk);

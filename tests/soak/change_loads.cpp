@@ -70,8 +70,9 @@ class Changes : public Load {
     };
 
     void add(const std::string& include) {
-        Subscriber& added = m_subscribers.emplace_back(ApiConnection(m_soak.unit, m_soak.tally, kStaying),
-                                                       Sequence(m_soak.tally, kStaying), include == "NONE");
+        m_subscribers.push_back({ApiConnection(m_soak.unit, m_soak.tally, kStaying),
+                                 Sequence(m_soak.tally, kStaying), include == "NONE"});
+        Subscriber& added = m_subscribers.back();
         // A resource follows its keys from the first request on.
         added.connection.call("read", kResource);
         added.connection.subscribe(kResource, include);

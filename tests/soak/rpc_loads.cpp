@@ -113,7 +113,7 @@ class Entries : public Load {
 
 class Rules : public Load {
   public:
-    explicit Rules(const Soak& soak) : m_soak(soak), m_connection(soak.unit, soak.tally, kRules) {}
+    explicit Rules(const Soak& soak) : m_connection(soak.unit, soak.tally, kRules) {}
     void step() override {
         const std::string path = m_connection.create(
             "/system/debug/syslog-rules", R"({"selector": "kern.info", "action": "/var/log/one"})");
@@ -130,7 +130,6 @@ class Rules : public Load {
     void finish() override { m_connection.client().close(); }
 
   private:
-    Soak m_soak;
     ApiConnection m_connection;
 };
 
