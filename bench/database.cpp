@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "database.h"
 
 #include <signal.h>

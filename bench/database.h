@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // Prints what reads and pattern reads cost with a thousand, a hundred thousand and a million keys in the database, how

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "fan_out_floor.h"
 
 #include <poll.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "floors.h"
 
 #include <event2/bufferevent.h>

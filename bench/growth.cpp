@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "growth.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "life.h"
 
 #include <chrono>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "pinned.h"
 
 #include <sched.h>

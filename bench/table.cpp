@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "table.h"
 
 #include <cstdio>

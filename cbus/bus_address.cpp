@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "cbus/bus_address.h"
 
 #include <cstdlib>

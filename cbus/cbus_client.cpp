@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "cbus/cbus_client.h"
 
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "cbus/cbus_sock_impl.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Everything from outside comes from Debian packages; `./dev` knows their names.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)

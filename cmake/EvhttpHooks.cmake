@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # src/http/evhttp_hooks stands in front of two functions of libevent and needs the library's own calls to them to
 # arrive there. A libevent built with -Bsymbolic or linked statically would call past it, so a small server is run
 # here, once, to see.

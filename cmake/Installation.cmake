@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # What `cmake --install` puts where, in four components that are packages of their own: daemon, unit, tools and dev.
 # Every place lies below the prefix, that of the install command too; CMAKE_INSTALL_SYSCONFDIR and ORVALE_UNITDIR may be
 # absolute, as /etc is for a prefix of /usr.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # A layer is one folder and one library target. Its headers are reached from the
 # repository root ("cbus/cbus.h"), but only through the folder's own include
 # directory, which a target gets by linking the layer: an include of a layer that

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /* Exits with 0 when libevent's HTTP server calls the two functions defined here instead of its own. */
 #define _GNU_SOURCE
 #include <dlfcn.h>

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Run while installing, see orvale_install_located(): writes the places of this installation into a file and installs it.
 
 # An absolute place is itself, any other lies below the prefix.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // config_notifications: what config_init_cbus sets up for the signals that the database sends by itself.

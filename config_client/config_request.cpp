@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "config_client/config_request.h"
 
 #include <cstdio>

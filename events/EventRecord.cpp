@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "events/EventRecord.h"
 
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "events/EventRecordFilter.h"
 
 #include <utility>

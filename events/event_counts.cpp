@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "events/event_counts.h"
 
 #include "events/EventRecordFilter.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // event_counts: how many records the one EventManager's store holds, by state and severity (event_wire.h).

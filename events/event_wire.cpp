@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "events/event_wire.h"
 
 namespace {

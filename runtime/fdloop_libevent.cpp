@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "runtime/fdloop_libevent.h"
 
 #include <algorithm>

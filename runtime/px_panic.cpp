@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "runtime/px_panic.h"
 
 #include <cstdarg>

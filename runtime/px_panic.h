@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // The end of the process when one of the program's own rules is broken. Bytes from outside never lead here.

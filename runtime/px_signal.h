@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // Installs the handler with an empty mask and SA_RESTART. A signal that cannot be handled is a panic.

@@ -1,1 +1,3 @@
+// SPDX-License-Identifier: MIT
+
 // The precompiled headers of the tests belong to a library, and a library has a source file.

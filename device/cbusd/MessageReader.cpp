@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/cbusd/MessageReader.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/cbusd/OutputQueue.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/cbusd/Routes.h"
 
 bool is_control_signal(std::string_view name) {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <event2/event.h>
 #include <unistd.h>
 

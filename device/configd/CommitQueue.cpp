@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/configd/CommitQueue.h"
 
 #include <algorithm>

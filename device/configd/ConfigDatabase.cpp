@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/configd/ConfigDatabase.h"
 
 #include <utility>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/configd/ConfigOutlet.h"
 
 #include "config_client/config_client_api.h"

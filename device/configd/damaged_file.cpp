@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/configd/damaged_file.h"
 
 #include <algorithm>

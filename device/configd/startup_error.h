@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // Writes "configd: <text>" as one line on standard error: the program does not come up, and this is why.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/configd/vbuf_codec.h"
 
 #include "config_client/config_vbuf.h"

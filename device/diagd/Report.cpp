@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/diagd/Report.h"
 
 #include <cstring>

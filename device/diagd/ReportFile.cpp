@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/diagd/ReportFile.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/diagd/ReportJob.h"
 
 #include <fcntl.h>

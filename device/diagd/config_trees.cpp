@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/diagd/config_trees.h"
 
 #include <cstdint>

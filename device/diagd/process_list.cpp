@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/diagd/process_list.h"
 
 #include <algorithm>

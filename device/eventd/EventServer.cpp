@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/eventd/EventServer.h"
 
 #include <string_view>

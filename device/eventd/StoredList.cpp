@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/eventd/StoredList.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/eventd/event_database.h"
 
 #include <array>

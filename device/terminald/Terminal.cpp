@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/terminald/Terminal.h"
 
 #include <algorithm>

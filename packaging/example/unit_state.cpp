@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Prints the value of a key of the unit's database and how many events the unit has, then each change of the key. With a
 // VALUE, which is written first as a text, it ends after what it prints at the start.
 // usage: unit_state KEY [VALUE]

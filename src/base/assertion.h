@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // The C library's report of a failed assertion. <assert.h> declares it only where NDEBUG is not set.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/hex_text.h"
 
 #include <charconv>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/json_helpers.h"
 
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/service_notify.h"
 
 #include <sys/socket.h>

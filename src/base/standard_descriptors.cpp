@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/standard_descriptors.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // The descriptor numbers 0, 1 and 2. The C library and every child program take them for input, output and error

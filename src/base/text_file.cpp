@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/text_file.h"
 
 #include <fcntl.h>

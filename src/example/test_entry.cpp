@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/example/test_entry.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/frame/ApiEventServer.h"
 
 #include "runtime/fdloop_libevent.h"

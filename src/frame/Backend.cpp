@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/frame/Backend.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/frame/web_app.h"
 
 #include <unistd.h>

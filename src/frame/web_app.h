@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // The daemon's entry: reads the command line, chooses where log lines go, builds the Backend and runs it in the

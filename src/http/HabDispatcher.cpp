@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/http/HabDispatcher.h"
 
 #include <algorithm>
@@ -22,6 +24,8 @@ constexpr int kMaxRegistered = 19;
 constexpr std::size_t kGroups = 10;  // the whole match and nine placeholders
 constexpr std::size_t kMaxRemembered = 128;
 constexpr std::size_t kMaxRememberedLength = 256;
+// No resource has a longer path. An expression takes a microsecond a byte, and a client may send 64 KiB of them.
+constexpr std::size_t kMaxMatchedLength = 4096;
 
 // The backslash is one of the characters of the set: inside brackets it escapes nothing.
 constexpr const char* kSegment = "([0-9a-zA-Z\\-]+)";
@@ -131,6 +135,9 @@ std::optional<UriMatch> runExpression(const std::string& uri, const HabHandlerLi
 // The same from memory for a URI that was asked for lately. Clients ask for few resources many times; one that asks
 // for ever new ones makes the memory start afresh.
 std::optional<UriMatch> findMatch(const std::string& uri, HabHandlerListEntry& entry) {
+    if (uri.size() > kMaxMatchedLength) {
+        return std::nullopt;
+    }
     if (const auto found = entry.recent.find(uri); found != entry.recent.end()) {
         return found->second;
     }

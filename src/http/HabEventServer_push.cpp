@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The push channels of HabEventServer.
 
 #include <algorithm>

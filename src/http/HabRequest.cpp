@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/http/HabRequest.h"
 
 #include <cstdlib>
@@ -10,6 +12,7 @@
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
 #include "src/base/json_helpers.h"
+#include "src/base/printable_text.h"
 #include "src/http/HabSession.h"
 #include "src/http/habhelper.h"
 
@@ -104,7 +107,8 @@ cJSON* HabRequest::readJSONBody() {
     const char* stopped_at = text.c_str();
     JsonPtr document = json_parse_foreign(text, &stopped_at);
     if (document == nullptr) {
-        logger_function(3, kModule, "Error parsing JSON from request body: %s", stopped_at);
+        logger_function(3, kModule, "Error parsing JSON from request body: %s",
+                        text_for_log(stopped_at).c_str());
     }
     return document.release();
 }

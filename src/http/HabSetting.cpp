@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/http/HabSetting.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // HabTimer: what HabDispatcher::serviceTimers() calls. The dispatcher only borrows timers; they outlive their

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // StatusCode: the status codes of both transports, HTTP and JSON-RPC, and the one table of their reason

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rest/SubscriberNotice.h"
 
 #include <memory>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rest/config_entry.h"
 
 #include <cstring>

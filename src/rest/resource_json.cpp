@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rest/resource_json.h"
 
 #include "src/http/HabRequest.h"

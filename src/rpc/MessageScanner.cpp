@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rpc/MessageScanner.h"
 
 size_t MessageScanner::findEnd(std::string_view bytes) {

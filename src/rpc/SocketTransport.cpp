@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rpc/SocketTransport.h"
 
 #include <event2/buffer.h>
@@ -14,6 +16,7 @@
 #include "runtime/logging.h"
 #include "runtime/px_panic.h"
 #include "src/base/json_helpers.h"
+#include "src/base/printable_text.h"
 
 namespace {
 
@@ -235,11 +238,11 @@ void SocketTransport::makeRoom(size_t held) {
 void SocketTransport::receive(std::string_view text) {
     text = trim_message(text);
     logger_function(7, kModule, "Got message: %.*s\n", static_cast<int>(text.size()), text.data());
-    const char* stopped_at = nullptr;
     const std::string whole(text);
+    const char* stopped_at = whole.c_str();
     const JsonPtr message = json_parse_foreign(whole, &stopped_at);
     if (message == nullptr) {
-        logger_function(3, kModule, "JSON parse error: %s\n", stopped_at);
+        logger_function(3, kModule, "JSON parse error: %s\n", text_for_log(stopped_at).c_str());
         return;
     }
     dataReceived(message.get());

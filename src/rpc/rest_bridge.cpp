@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rpc/rest_bridge.h"
 
 #include <cstring>

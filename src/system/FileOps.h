@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // FileOps: operations on the paths of files that say something by being there.

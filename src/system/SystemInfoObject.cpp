@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/SystemInfoObject.h"
 
 #include "config_client/config_client_api.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/UserEventLog.h"
 
 #include "events/EventRecord.h"

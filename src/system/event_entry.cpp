@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/event_entry.h"
 
 #include <cstddef>

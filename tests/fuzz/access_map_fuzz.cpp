@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <regex.h>
 
 #include <algorithm>

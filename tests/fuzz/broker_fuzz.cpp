@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // What has to hold whatever the input: where it does not, the target stops and the input is kept.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Runs a fuzz target over the files of a corpus directory, for builds without libFuzzer.
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "ForegroundDaemon.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "HttpClient.h"
 
 #include <arpa/inet.h>

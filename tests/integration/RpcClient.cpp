@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "RpcClient.h"
 
 #include <poll.h>

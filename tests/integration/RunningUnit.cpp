@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "RunningUnit.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "FaultFixture.h"
 
 // What the daemon does when the bus fails.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "CommandsUnit.h"
 
 // What the daemon does when a program that it started for a client behaves badly.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "EventsUnit.h"
 
 // What the API shows of events when the event handler fails, or the database below it.

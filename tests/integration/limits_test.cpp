@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What clients may take of the daemon: connections and descriptors.
 
 #include <sys/resource.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <arpa/inet.h>
 #include <sys/socket.h>
 #include <sys/wait.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "CommandsUnit.h"
 #include "EventsUnit.h"
 

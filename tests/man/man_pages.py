@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Compares the manual pages in man/ with the programs, their help texts and their sources.
 
 usage: man_pages.py ROOT BIN

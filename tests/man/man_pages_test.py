@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Each check of man_pages.py finds what it is for: one thing is changed, and the check has to say so.
 
 usage: man_pages_test.py ROOT BIN

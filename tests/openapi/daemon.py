@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A whole unit of real programs, and a client that keeps what it was answered."""
 
 import dataclasses

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """docs/openapi.yaml as the tests need it: references followed, paths found, values validated."""
 
 import functools

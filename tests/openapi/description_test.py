@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """docs/openapi.yaml by itself. usage: description_test.py ROOT"""
 
 import json

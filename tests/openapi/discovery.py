@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Which resources the running daemon has.
 
 It has no list of them, but it tells of any path whether it leads to a resource: then it can be subscribed, or a GET is

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Compares what a walk has seen with the description: each thing that does not fit is a line of text."""
 
 import dataclasses

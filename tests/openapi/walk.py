@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Asks a running unit for everything that the description names, in every way that it names."""
 
 import itertools

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """docs/openapi.yaml against the running programs. usage: walk_test.py ROOT PROGRAMS"""
 
 import copy

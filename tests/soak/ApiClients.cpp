@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "ApiClients.h"
 
 #include <utility>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // Load: one client of the unit, or several that belong together, on a thread of its own.

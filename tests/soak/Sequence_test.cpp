@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "Sequence.h"
 
 #include "gtest/gtest.h"

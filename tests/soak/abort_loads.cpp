@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "abort_loads.h"
 
 #include <iterator>

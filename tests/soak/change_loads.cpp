@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "change_loads.h"
 
 #include <cstdlib>

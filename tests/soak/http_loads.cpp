@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "http_loads.h"
 
 #include <string>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "push_loads.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "rpc_loads.h"
 
 #include <chrono>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/support/FakeDatabase.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/support/MovedClock.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>

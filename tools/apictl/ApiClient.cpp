@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/apictl/ApiClient.h"
 
 #include <poll.h>

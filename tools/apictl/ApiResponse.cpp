@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/apictl/ApiResponse.h"
 
 #include "src/base/json_helpers.h"

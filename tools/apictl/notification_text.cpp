@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/apictl/notification_text.h"
 
 #include "src/base/json_helpers.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/apictl/report.h"
 
 ExitStatus report_connection(ApiClient::Outcome outcome, const ApiClient& client, const Output& output) {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/cbusctl/BusClient.h"
 
 #include <poll.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/cbusctl/BusStatus.h"
 
 #include "src/base/json_helpers.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/cbusctl/Listener.h"
 
 #include "cbus/cbus_wire.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "cbus/cbus_wire.h"
 #include "src/base/owners.h"
 #include "tools/cbusctl/bus_data.h"

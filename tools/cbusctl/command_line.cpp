@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/cbusctl/command_line.h"
 
 #include "cbus/bus_address.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/cbusctl/monitor_text.h"
 
 #include "cbus/cbus_wire.h"

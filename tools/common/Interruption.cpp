@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/common/Interruption.h"
 
 #include <poll.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/common/client_outcome.h"
 
 ClientOutcome client_await(const Interruption& interruption, int socket, short events, Deadline deadline) {

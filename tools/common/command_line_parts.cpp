@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/common/command_line_parts.h"
 
 #include "cbus/bus_address.h"

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Completion of apictl for bash: source it, or install it as "apictl" in the folder of bash-completion.
 
 # Fills COMPREPLY with those of the words that begin with the first one. Not compgen -W, which would run what stands

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/configctl/Database.h"
 
 #include <sys/socket.h>

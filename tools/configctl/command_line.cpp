@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/configctl/command_line.h"
 
 #include <utility>

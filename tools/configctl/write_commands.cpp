@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "config_client/config_client_api.h"
 #include "tools/common/config_value.h"
 #include "tools/configctl/commands.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/ConnectionLimit.h"
 
 #include <cstdlib>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/OncePerMinute.h"
 
 #include <gtest/gtest.h>

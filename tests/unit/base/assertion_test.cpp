@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/assertion.h"
 
 #include <gtest/gtest.h>

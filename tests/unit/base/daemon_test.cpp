@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/daemon.h"
 
 #include <fcntl.h>

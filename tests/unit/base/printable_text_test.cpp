@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/printable_text.h"
 
 #include <gtest/gtest.h>

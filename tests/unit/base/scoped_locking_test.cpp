@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/base/scoped_locking.h"
 
 #include <cerrno>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "cbus/cbus.h"
 
 #include <fcntl.h>

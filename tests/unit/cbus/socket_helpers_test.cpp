@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "cbus/socket_helpers.h"
 
 #include <fcntl.h>

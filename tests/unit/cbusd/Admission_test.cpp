@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/cbusd/Admission.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/cbusd/ClientConnection.h"
 
 #include <string>

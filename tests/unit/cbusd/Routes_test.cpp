@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/cbusd/Routes.h"
 
 #include <gmock/gmock.h>

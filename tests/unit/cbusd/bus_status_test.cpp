@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/cbusd/bus_status.h"
 
 #include <gtest/gtest.h>

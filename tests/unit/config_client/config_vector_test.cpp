@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "ClientFixture.h"
 
 using namespace std::string_literals;

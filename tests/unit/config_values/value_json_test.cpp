@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "config_values/value_json.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/configd/ConfigServer.h"
 
 #include <gmock/gmock.h>

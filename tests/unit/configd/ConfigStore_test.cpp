@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/configd/ConfigStore.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/configd/FactoryFile.h"
 
 #include <gmock/gmock.h>

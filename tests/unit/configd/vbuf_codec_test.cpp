@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/configd/vbuf_codec.h"
 
 #include <gtest/gtest.h>

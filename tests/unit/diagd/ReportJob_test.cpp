@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/diagd/ReportJob.h"
 
 #include <event2/event.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/diagd/bounded_file.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/diagd/report_archive.h"
 
 #include <fcntl.h>

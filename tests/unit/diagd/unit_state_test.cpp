@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/diagd/unit_state.h"
 
 #include <gmock/gmock.h>

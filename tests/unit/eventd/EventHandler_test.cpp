@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/eventd/EventHandler.h"
 
 #include <gmock/gmock.h>

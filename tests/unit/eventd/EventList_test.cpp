@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/eventd/EventList.h"
 
 #include <gmock/gmock.h>

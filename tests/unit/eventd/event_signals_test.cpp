@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/eventd/event_signals.h"
 
 #include <gmock/gmock.h>

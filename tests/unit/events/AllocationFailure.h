@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // AllocationFailure: while one lives, array allocations that may fail without an exception do, all but the first

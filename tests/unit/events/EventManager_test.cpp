@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "events/EventManager.h"
 
 #include "tests/support/EventFixture.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "events/EventRecordIterator.h"
 
 #include "events/EventManager.h"

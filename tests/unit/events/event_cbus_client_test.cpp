@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "events/event_cbus_client.h"
 
 #include "events/event_client.h"

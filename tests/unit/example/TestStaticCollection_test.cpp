@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/example/TestStaticCollection.h"
 
 #include <gtest/gtest.h>

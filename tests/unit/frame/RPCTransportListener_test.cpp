@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/frame/RPCTransportListener.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/frame/command_line.h"
 
 #include <string>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/frame/rpc_socket_path.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Where a request ends, what of it comes back in headers, and how its answer goes out.
 
 #include "src/http/HabEventServer.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/http/HabEventServer.h"
 
 #include <sys/wait.h>

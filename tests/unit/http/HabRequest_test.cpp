@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/http/HabRequest.h"
 
 #include <cstring>
@@ -309,6 +311,14 @@ TEST(HabRequestJsonBody, IsNullAndLoggedWhenItIsNoJson) {
     EXPECT_EQ(read_json(R"({"a":nothing})"), "null");
 
     EXPECT_TRUE(log.has("3 src/HabRequest: Error parsing JSON from request body: nothing}"));
+}
+
+TEST(HabRequestJsonBody, CannotMakeALogLineOfItsOwn) {
+    const CapturedLog log;
+
+    read_json("{\"a\":no\nForged: line}");
+
+    EXPECT_TRUE(log.has("3 src/HabRequest: Error parsing JSON from request body: no?Forged: line}"));
 }
 
 TEST(HabRequestJsonBody, IsNullWithTextBehindTheValue) {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a full session table keeps.
 
 #include <chrono>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // No spelling of a path reaches what its plain spelling keeps closed: thousands of them, made of prefixes, encodings,
 // doubled slashes, dots, endings and insertions.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What a client may take: time, memory, connections.
 
 #include "src/http/evhttp_hooks.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/http/http_framing.h"
 
 #include "HttpFixture.h"

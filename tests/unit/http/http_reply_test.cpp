@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/http/http_reply.h"
 
 #include <event2/buffer.h>

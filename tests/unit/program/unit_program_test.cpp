@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/program/unit_program.h"
 
 #include <sys/wait.h>

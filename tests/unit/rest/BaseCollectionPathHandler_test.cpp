@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rest/BaseCollectionPathHandler.h"
 
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rest/BaseCollection.h"
 
 #include <cstring>

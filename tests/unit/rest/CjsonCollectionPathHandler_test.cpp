@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rest/CjsonCollectionPathHandler.h"
 
 #include "tests/support/RestFixture.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Subscriptions and the table of sessions.
 
 #include <string>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rpc/MessageScanner.h"
 
 #include <gtest/gtest.h>

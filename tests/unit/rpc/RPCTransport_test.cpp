@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rpc/RPCTransport.h"
 
 #include <gmock/gmock.h>

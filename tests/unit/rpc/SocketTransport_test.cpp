@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/rpc/SocketTransport.h"
 
 #include <gtest/gtest.h>
@@ -121,6 +123,15 @@ TEST_F(SocketTransportTest, DropsAMessageThatIsNotJson) {
     EXPECT_EQ(log.count(R"(3 src/SocketTransport: JSON parse error: "2.0"})"
                         "\n"),
               1);
+}
+
+TEST_F(SocketTransportTest, AMessageThatIsNotJsonCannotMakeALogLineOfItsOwn) {
+    Client client = Connect();
+
+    client.Send("{\"jsonrpc\" no\nForged: line}");
+    Turn();
+
+    EXPECT_EQ(log.count("3 src/SocketTransport: JSON parse error: no?Forged: line}\n"), 1);
 }
 
 TEST_F(SocketTransportTest, EndsAMessageAtABraceInsideAString) {

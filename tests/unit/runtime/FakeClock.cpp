@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "FakeClock.h"
 
 #include <sys/syscall.h>

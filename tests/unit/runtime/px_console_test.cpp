@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "runtime/px_console.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "runtime/px_slog.h"
 
 #include <gmock/gmock.h>

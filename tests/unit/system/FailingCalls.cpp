@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "FailingCalls.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // FailingCalls: system calls of this test program that fail, or whose child fails, on demand.

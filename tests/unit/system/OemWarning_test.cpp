@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/OemWarning.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/PrivilegedCommandObject.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/PrivilegedCommands.h"
 
 #include <sys/wait.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/ProcessMonitor.h"
 
 #include <fcntl.h>

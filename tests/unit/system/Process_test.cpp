@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/Process.h"
 
 #include <sys/prctl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/SystemPostCollection.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "src/system/SystemStatusObject.h"
 
 #include <sys/sysinfo.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "device/terminald/StartSequence.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/apictl/SubscriptionList.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/apictl/Watch.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/apictl/command_line.h"
 
 #include <gmock/gmock.h>

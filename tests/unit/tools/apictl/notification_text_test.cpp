@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/apictl/notification_text.h"
 
 #include <gtest/gtest.h>

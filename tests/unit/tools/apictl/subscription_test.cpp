@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/apictl/subscription.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/cbusctl/ConfigPayload.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/cbusctl/MonitorCopy.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/cbusctl/bus_data.h"
 
 #include <gtest/gtest.h>

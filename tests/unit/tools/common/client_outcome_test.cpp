@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/common/client_outcome.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/common/time_text.h"
 
 #include <gtest/gtest.h>

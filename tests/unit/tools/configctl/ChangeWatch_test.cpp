@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/configctl/ChangeWatch.h"
 
 #include <gmock/gmock.h>

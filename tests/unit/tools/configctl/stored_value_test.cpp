@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/configctl/stored_value.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tools/configctl/value_file.h"
 
 #include <gmock/gmock.h>
