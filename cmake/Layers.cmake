@@ -19,6 +19,11 @@ function(orvale_layer_include_dir FOLDER OUT)
   set(${OUT} ${tree} PARENT_SCOPE)
 endfunction()
 
+# gcc warns of what is nameless in an included file, because it could be meant for all who include it.
+function(orvale_allow_nameless_in_included TARGET)
+  target_compile_options(${TARGET} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+endfunction()
+
 # The files of a layer compiled as one: what all of them include is read once, in a fifth of the time for all. For builds
 # beside another one, because a file could live on what another one includes. kModule, which every file has for itself,
 # gets a name of its own in each.
@@ -34,6 +39,7 @@ function(orvale_compile_together TARGET)
     set_target_properties(${TARGET} PROPERTIES
       UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0 UNITY_BUILD_UNIQUE_ID ORVALE_FILE
       UNITY_BUILD_CODE_BEFORE_INCLUDE "#include \"${CMAKE_BINARY_DIR}/unity_names.h\"")
+    orvale_allow_nameless_in_included(${TARGET})
   endif()
 endfunction()
 
