@@ -136,6 +136,9 @@ TEST_F(Limits, WithoutDescriptorsNothingSpinsAndOpenConnectionsAreServed) {
 }
 
 TEST_F(Limits, ClientsThatWaitForADescriptorAreServedWhenThereAreSome) {
+    HttpClient browser = m_unit.http();
+    RpcClient program = m_unit.rpc();
+    ASSERT_TRUE(IsServed(browser) && IsServed(program));
     AllowDescriptors(static_cast<rlim_t>(m_unit.daemon().openDescriptors()));
     Crowd crowd;
     crowd.join(m_unit, 5, 5);
