@@ -12,6 +12,17 @@ METHODS = ("GET", "PUT", "POST", "DELETE", "HEAD", "OPTIONS", "PATCH", "TRACE")
 _SCHEMAS = "#/components/schemas/"
 
 
+class _Loader(yaml.SafeLoader):
+    """Of two equal keys YAML would take the last one."""
+
+    def construct_mapping(self, node, deep=False):
+        keys = [self.construct_object(key, deep=True) for key, _ in node.value]
+        for key in keys:
+            if keys.count(key) > 1:
+                raise ValueError(f"line {node.start_mark.line + 1}: {key} is there twice")
+        return super().construct_mapping(node, deep)
+
+
 class Description:
     """One description. The document is kept as it is; nobody changes it afterwards."""
 
@@ -23,7 +34,12 @@ class Description:
     @staticmethod
     def read(path):
         with open(path, encoding="utf-8") as file:
-            return Description(yaml.safe_load(file))
+            return Description(Description.load(file))
+
+    @staticmethod
+    def load(text):
+        """The document of a text or a file."""
+        return yaml.load(text, _Loader)
 
     @property
     def paths(self):

@@ -14,6 +14,12 @@ from description import Description, METHODS
 ROOT = pathlib.Path(sys.argv.pop(1))
 DESCRIPTION = Description.read(ROOT / "docs" / "openapi.yaml")
 NOBODY_ASKS = "none"
+# A validator passes over what it does not know, a keyword with a slip of the pen as well.
+SCHEMA_KEYWORDS = {"$ref", "description", "type", "enum", "const", "allOf", "anyOf", "if", "then",
+                   "properties", "required", "additionalProperties", "unevaluatedProperties",
+                   "items", "minItems", "maxItems", "minLength", "maxLength", "pattern",
+                   "minimum", "maximum", "exclusiveMinimum", "exclusiveMaximum"}
+EXTENSIONS = {"x-access-level", "x-may-be-empty", "x-other-methods"}
 
 
 def nodes(node, path=()):
@@ -28,6 +34,34 @@ def references(document):
     return {node["$ref"] for _, node in nodes(document) if isinstance(node, dict) and "$ref" in node}
 
 
+def schemas():
+    """Every schema with its path, those inside of others as well."""
+    for path, node in nodes(DESCRIPTION.document):
+        if path[-1:] == ("schema",) or path[:2] == ("components", "schemas") and len(path) == 3:
+            yield from schemas_in(node, path)
+
+
+def schemas_in(schema, path):
+    yield path, schema
+    if isinstance(schema, dict):
+        inner = list(schema.get("properties", {}).items())
+        inner += [(key, schema[key]) for key in ("items", "if", "then") if key in schema]
+        inner += [(key, part) for key in ("allOf", "anyOf") for part in schema.get(key, [])]
+        for key, part in inner:
+            yield from schemas_in(part, (*path, key))
+
+
+def objects(schema):
+    """Every object of an answer: the node, all its members and those that are required."""
+    schema = DESCRIPTION.resolve(schema)
+    parts = [schema, *map(DESCRIPTION.resolve, schema.get("allOf", []))]
+    members = {name: node for part in parts for name, node in part.get("properties", {}).items()}
+    if members:
+        yield schema, set(members), {name for part in parts for name in part.get("required", [])}
+    for inner in [*members.values(), *schema.get("anyOf", []), *([schema["items"]] if "items" in schema else [])]:
+        yield from objects(inner)
+
+
 class TheDescription(unittest.TestCase):
     def test_is_a_document_of_openapi_3_1(self):
         schema = json.loads(pathlib.Path(__file__).with_name("openapi_3.1_schema.json").read_text(encoding="utf-8"))
@@ -38,10 +72,23 @@ class TheDescription(unittest.TestCase):
         self.assertEqual(errors, [])
 
     def test_has_schemas_of_json_schema_2020_12_only(self):
+        for path, node in schemas():
+            with self.subTest("/".join(path)):
+                jsonschema.Draft202012Validator.check_schema(node)
+                self.assertEqual((node.keys() if isinstance(node, dict) else set()) - SCHEMA_KEYWORDS, set())
+
+    def test_has_no_extensions_but_those_that_are_looked_at(self):
+        keys = {key for _, node in nodes(DESCRIPTION.document) if isinstance(node, dict) for key in node}
+
+        self.assertEqual({key for key in keys if key.startswith("x-")}, EXTENSIONS)
+
+    def test_tells_all_members_of_every_answer(self):
         for path, node in nodes(DESCRIPTION.document):
-            if path[-1:] == ("schema",) or path[:2] == ("components", "schemas") and len(path) == 3:
-                with self.subTest("/".join(path)):
-                    jsonschema.Draft202012Validator.check_schema(node)
+            if path[-1:] == ("application/json",) and "requestBody" not in path and "requestBodies" not in path:
+                for schema, members, required in objects(node["schema"]):
+                    with self.subTest("/".join(path)):
+                        self.assertEqual(members, required)
+                        self.assertIn(False, (schema.get("additionalProperties"), schema.get("unevaluatedProperties")))
 
     def test_refers_to_what_there_is(self):
         for reference in references(DESCRIPTION.document):
@@ -98,6 +145,12 @@ class TheDescription(unittest.TestCase):
                 levels = [levels[method] for rule, levels in rules.items() if re.match(rule, template)]
                 with self.subTest(f"{method} {template}"):
                     self.assertEqual(item["x-access-level"], max(levels, default=NOBODY_ASKS))
+
+
+class ADescription(unittest.TestCase):
+    def test_is_refused_with_a_key_that_is_there_twice(self):
+        with self.assertRaisesRegex(ValueError, "line 2: b is there twice"):
+            Description.load("a:\n  b: 1\n  c: 2\n  b: 3\n")
 
 
 class TheTableOfApiMd(unittest.TestCase):
