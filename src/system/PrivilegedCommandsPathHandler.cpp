@@ -46,8 +46,8 @@ void PrivilegedCommandsPathHandler::createOperation(HabRequest* request) {
         return;
     }
     const StatusCode::Value status = noteStart(command->runProcess(), command->data());
-    // The flag may be from an earlier command, on purpose: once one has been started, clients get an entry also for
-    // those that fail to start, and delete it like any other.
+    // The flag may be from an earlier command, on purpose: once one has been started, and none refused by its body
+    // since, clients get an entry also for those that fail to start, and delete it like any other.
     if (!m_last_spawn_succeeded) {
         request->replyFinish(status);
         return;

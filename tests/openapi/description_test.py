@@ -138,7 +138,7 @@ class TheDescription(unittest.TestCase):
 
         self.assertIn(f"VERSION {DESCRIPTION.document['info']['version']} ", project)
 
-    def test_tells_the_levels_of_the_access_map_that_comes_with_the_daemon(self):
+    def test_tells_the_levels_of_the_access_map_for_trying(self):
         rules = json.loads((ROOT / "etc" / "accessmap.json").read_text(encoding="utf-8"))
         for template, item in DESCRIPTION.paths.items():
             for method in ("GET", "PUT", "POST", "DELETE"):
@@ -179,7 +179,7 @@ class TheTableOfApiMd(unittest.TestCase):
     def test_names_every_resource(self):
         named = {template for cells in self.rows() for template in self.templates(cells[0])}
         api = {template for template in DESCRIPTION.paths
-               if template not in ("/activity", "/publish") and not template.startswith("/example/subscriptions")
+               if not template.startswith("/example/subscriptions")
                and DESCRIPTION.paths[template].keys() & {method.lower() for method in METHODS}}
 
         self.assertEqual(named, api)
@@ -192,7 +192,10 @@ class TheTableOfApiMd(unittest.TestCase):
                     described = ({int(status) for status in operation["responses"]} - {401} if operation
                                  else set(DESCRIPTION.other_statuses(template, method)))
                     with self.subTest(f"{method} {template}"):
-                        self.assertEqual({int(status) for status in re.findall(r"\d{3}", cell)}, described)
+                        if cell == "as GET":
+                            self.assertEqual(described, {200})
+                        else:
+                            self.assertEqual({int(status) for status in re.findall(r"\d{3}", cell)}, described)
 
 
 if __name__ == "__main__":
