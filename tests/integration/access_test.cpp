@@ -39,6 +39,10 @@ TEST_F(AccessOverHttp, AnOpenPrefixInFrontOpensNothing) {
     EXPECT_EQ(Put("/open/system/info/oem-snmp"), 401);
 }
 
+TEST_F(AccessOverHttp, AnOpenRootInFrontDoesNotOpenTheOtherOne) {
+    EXPECT_EQ(m_unit.http().request("GET", "/system/example/test").status, 401);
+}
+
 TEST_F(AccessOverHttp, NoSpellingOfThePathIsALaxerOne) {
     for (const char* target :
          {"//system//info//oem-snmp", "/system/info/oem-snmp/", "/%73ystem/info/oem-snmp",

@@ -25,6 +25,20 @@ TEST_F(Example, APutOnTheObjectIsShownByTheNextGet) {
     EXPECT_EQ(Get("/example/test"), R"({"a":"one","b":null,"c":-7})");
 }
 
+// What stands in front of "/example" is passed over.
+TEST_F(Example, IsServedBelowTheOtherRootAsWell) {
+    EXPECT_EQ(Put("/system/example/test", R"({"a": "one"})"), 200);
+    EXPECT_EQ(Post("/system/subscriptions/example/test/dynamic", R"({"abc": "two"})"), 201);
+
+    const std::string object = R"({"a":"one","b":null,"c":null})";
+    const std::string entries = R"([{"id":1,"abc":"two","def":null}])";
+    EXPECT_EQ(Get("/example/test"), object);
+    EXPECT_EQ(Get("/system/example/test"), object);
+    EXPECT_EQ(GetOnce("/example/test/dynamic", entries), entries);
+    EXPECT_EQ(Delete("/system/info/example/test/dynamic"), 200);
+    EXPECT_EQ(GetOnce("/example/test/dynamic", "[]"), "[]");
+}
+
 TEST_F(Example, APutOnTheObjectOutlivesTheDaemon) {
     ASSERT_EQ(Put("/example/test", R"({"b": "two"})"), 200);
 
