@@ -18,11 +18,16 @@ START_S = 120
 ANSWER_S = 60
 IDLE_S = 20  # less than what the daemon allows a connection that asks for nothing
 
-# In the place of the programs that a client may start: one that ends by itself and one that waits for its end.
+# In the place of the programs that a client may start: some end by themselves, and one waits for its end and for that
+# of the daemon.
 SCRIPTS = {
     "ip": "echo \"$@\"",
+    "iptables": "exit 0",
+    "iptables-restore": "exit 0",
     "tcpdump": "exit 3",
-    "dnsmasq": "trap 'exit 0' TERM; while :; do sleep 0.05; done",
+    "dnsmasq": "trap 'exit 0' TERM; while kill -0 $PPID; do sleep 0.05; done",
+    "lighttpd": "exit 0",
+    "dnslookup": "exit 0",
 }
 
 
@@ -54,12 +59,14 @@ class RunningUnit:
         self._directory = tempfile.TemporaryDirectory(prefix="orvale-openapi-")
         self._path = pathlib.Path(self._directory.name)
         self.port = _free_port()
+        self._programs = programs
+        self._bus = f"unix*openapi-{os.getpid()}"
         self._write_scripts()
         self._output = open(self._path / "run-unit.out", "w+", encoding="utf-8")
         environment = {**os.environ, "ORVALE_BIN": programs, "PATH": f"{self._path / 'bin'}:{os.environ['PATH']}"}
         self._process = subprocess.Popen(
-            [f"{root}/tools/run-unit", "--port", str(self.port), "--bus", f"unix*openapi-{os.getpid()}",
-             "--state", str(self._path / "state")],
+            [f"{root}/tools/run-unit", "--port", str(self.port), "--bus", self._bus, "--state",
+             str(self._path / "state")],
             cwd=self._path, env=environment, stdin=subprocess.DEVNULL, stdout=self._output, stderr=subprocess.STDOUT)
         try:
             await_true(self._is_up, "the unit runs", START_S)
@@ -85,6 +92,11 @@ class RunningUnit:
         """What each program wrote, by its name."""
         return {log.stem: log.read_text(encoding="utf-8", errors="replace")
                 for log in (self._path / "state").glob("*.log")}
+
+    def store(self, key, value, type_name):
+        """Writes a key as another program does."""
+        subprocess.run([f"{self._programs}/configctl", "-a", self._bus, "set", "--type", type_name, key, str(value)],
+                       stdin=subprocess.DEVNULL, check=True)
 
     def kill_bus(self):
         """For good: who would start it again is stopped before."""

@@ -105,6 +105,14 @@ class Description:
         """What is wrong with the value, as texts."""
         return _errors(self._schemas, json.dumps(schema), json.dumps(value))
 
+    def alternatives(self, schema):
+        """Each value of an enum and each type of a list of types that the schema allows: (place, text)."""
+        return _alternatives(self._schemas, json.dumps(schema), None)
+
+    def taken(self, schema, value):
+        """Those that the value makes use of."""
+        return _alternatives(self._schemas, json.dumps(schema), json.dumps(value))
+
     def standalone(self, schema):
         """The schema with all that it may refer to."""
         return _standalone(self._schemas, json.dumps(schema))
@@ -125,6 +133,53 @@ def _validator(schemas, schema):
 def _errors(schemas, schema, value):
     return [f"{'/'.join(map(str, error.absolute_path)) or 'the value'}: {error.message}"
             for error in _validator(schemas, schema).iter_errors(json.loads(value))]
+
+
+@functools.cache
+def _alternatives(schemas, schema, value):
+    gathered = _Alternatives(json.loads(schemas))
+    if value is None:
+        gathered.gather(_local(json.loads(schema)), "")
+    else:
+        gathered.gather(_local(json.loads(schema)), "", [json.loads(value)])
+    return frozenset(gathered.found)
+
+
+def _type_of(value):
+    names = {str: "string", bool: "boolean", int: "integer", float: "number", type(None): "null", list: "array",
+             dict: "object"}
+    return names[type(value)]
+
+
+class _Alternatives:
+    """Goes through a schema, or through a schema along some values. A place begins with the name of its schema."""
+
+    def __init__(self, schemas):
+        self._schemas = schemas
+        self.found = set()
+
+    def gather(self, schema, place, values=None):
+        if "$ref" in schema:
+            name = schema["$ref"].removeprefix("#/$defs/")
+            self.gather(self._schemas[name], name, values)
+        options = {json.dumps(option) for option in schema.get("enum", [])}
+        self._add(options, place, values and {json.dumps(value) for value in values})
+        types = schema.get("type")
+        self._add(set(types) if isinstance(types, list) else set(), place,
+                  values and {_type_of(value) for value in values})
+        for part in schema.get("allOf", []) + schema.get("anyOf", []):
+            self.gather(part, place, values)
+        for name, part in schema.get("properties", {}).items():
+            inner = values and [value[name] for value in values if isinstance(value, dict) and name in value]
+            if inner != []:
+                self.gather(part, f"{place}/{name}", inner)
+        if "items" in schema:
+            inner = values and [item for value in values if isinstance(value, list) for item in value]
+            if inner != []:
+                self.gather(schema["items"], f"{place}/*", inner)
+
+    def _add(self, options, place, used):
+        self.found.update((place, option) for option in (options if used is None else options & used))
 
 
 def _local(node):

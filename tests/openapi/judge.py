@@ -7,6 +7,22 @@ import re
 
 from description import METHODS
 
+# What answers may hold, and the walk does not bring about or does not wait for.
+NOT_AWAITED = {
+    ("InfoText", "null"),
+    ("Status/system_status", "null"),
+    ("Status/reset_pressed", "null"),
+    ("Status/reset_pressed_seconds", "null"),
+    ("Event/state", '"NONE"'),
+    ("Event/severity", '"INFO"'),
+    ("Event/severity", '"ERROR"'),
+    ("Debug/request", '"DIAG_REPORT"'),
+    ("Debug/diagnostic_report", '"error"'),
+}
+
+# The answer to a method that no resource has seen.
+PAGE = {"content": {"text/html": {"schema": {"$ref": "#/components/schemas/Page"}}}, "x-may-be-empty": True}
+
 # Of HTTP itself.
 PROTOCOL_HEADERS = {"content-type", "content-length", "transfer-encoding", "connection", "date"}
 
@@ -26,6 +42,7 @@ class Judge:
         self._seen = set()  # (template, METHOD, status)
         self._headers = set()  # of answers: names of components, or (template, METHOD, status, name)
         self._examples = set()  # (template, METHOD, name) of those that were taken
+        self._taken = set()  # alternatives of schemas that were in an answer
         self._missing = {}  # whether a path answered 404 to the last GET
         self.findings = []
         self._compare_resources()
@@ -60,8 +77,15 @@ class Judge:
 
     def _judge_other_method(self, exchange, template):
         statuses = self._description.other_statuses(template, exchange.method)
+        where = f"{exchange.method} {template}"
         if exchange.status != statuses[-1 if self._missing.get(exchange.path) else 0]:
-            self._find(f"{exchange.method} {template}: answers {exchange.status}, which is not described")
+            self._find(f"{where}: answers {exchange.status}, which is not described")
+        elif exchange.status == 200 and exchange.method != "HEAD":
+            self._judge_content(exchange, self._description.response(template, "GET", 200), where)
+        elif exchange.status == 501 or self._description.paths[template]["x-access-level"] == "none":
+            self._judge_content(exchange, PAGE, where)
+        elif exchange.body:
+            self._find(f"{where}: {exchange.status} has a body")
 
     def _judge_operation(self, exchange, template, values):
         where = f"{exchange.method} {template}"
@@ -107,8 +131,15 @@ class Judge:
         except ValueError as error:
             self._find(f"{where}: the body is none of {media_type}: {error}")
             return
-        for error in self._description.errors(content[media_type]["schema"], value):
+        schema = content[media_type]["schema"]
+        for error in self._description.errors(schema, value):
             self._find(f"{where}: {error}")
+        if self._never_taken(schema):
+            self._taken |= self._description.taken(schema, value)
+
+    def _never_taken(self, schema):
+        """So far."""
+        return self._description.alternatives(schema) - self._taken - NOT_AWAITED
 
     def _judge_sent(self, exchange, template, where):
         """What the schema allows is taken, and nothing else. Where no body is needed, one without an object is none."""
@@ -123,7 +154,7 @@ class Judge:
             errors = ["a body of JSON is needed"] if is_needed else []
         if errors and exchange.status < 300:
             self._find(f"{where} for {exchange.sent!r}, which is not what is described: {errors[0]}")
-        if not errors and exchange.status == 400 and not exchange.depends_on_state:
+        if not errors and exchange.status in (400, 500) and not exchange.depends_on_state:
             self._find(f"{where} for {exchange.sent!r}, which is as described")
 
     def _judge_parameters(self, exchange, template, values, where):
@@ -158,3 +189,6 @@ class Judge:
         for name, header in response.get("headers", {}).items():
             if header.get("$ref", (template, method, status, name.lower())) not in self._headers:
                 self._find(f"{method} {template}: {status}: the header {name} was never there")
+        for content in response.get("content", {}).values():
+            for place, text in sorted(self._never_taken(content["schema"])):
+                self._find(f"{place}: {text} is described and was never answered")

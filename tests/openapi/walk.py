@@ -4,12 +4,13 @@
 import itertools
 import pathlib
 
-from daemon import Client, await_true
+from daemon import SCRIPTS, Client, await_true
 from description import METHODS
 from discovery import Discovery, words
 from judge import Record
 
 INFO = "/system/info"
+STATUS = "/system/status"
 SNMP = "/system/info/oem-snmp"
 WARNING = "/system/user-events/oem-warning"
 ALERT = "/system/user-events/alerts/66128"
@@ -23,11 +24,11 @@ DYNAMIC = "/example/test/dynamic"
 
 MAX_COMMANDS = 32
 MAX_CHANNELS = 80
-OVER_A_MEBIBYTE = "x" * 1048577
+A_MEBIBYTE = "x" * 1048576
 
 # Values of each type and around the limits, for every member of every body.
-SAMPLES = (None, True, 0, -1, 1.5, 7, 127.5, 128, -2147483649, 4294967296, "", "text", "two words", "back\\", "a#b",
-           "\x7f", [], ["text"], [7], ["x" * 129], {}, {"text": 7})
+SAMPLES = (None, True, 0, -1, 1.5, 7, 127.5, 128, -2147483649, 2147483648, 4294967296, "", "text", "two words",
+           "back\\", "a#b", "\x7f", [], ["text"], [7], ["x" * 129], {}, {"text": 7})
 # In the place of `data`.
 PAYLOADS = (None, True, 7, "text", [], ["text"])
 
@@ -45,6 +46,8 @@ class Walk:
         self._read_everything()
         self._try_other_methods()
         self._try_bodies()
+        self._put_the_other_root_in_front()
+        self._store_as_other_programs()
         self._delete_entries()
         self._make_report()
         self._fill_up()
@@ -83,12 +86,15 @@ class Walk:
 
     def _make_entries(self):
         """One at least of each kind."""
+        self._client.get(WARNING)
         self._send_examples("PUT", WARNING, WARNING)
         self._send_example("PUT", WARNING, "raise")
         self._await_answer(ALERT, 200)
         self._await_answer(f"{LOG}/0", 200)
         self._send_example("POST", RULES, "rule")
         self._send_examples("POST", COMMANDS, COMMANDS)
+        for name in SCRIPTS:
+            self._expect(self._write("POST", COMMANDS, {"command": name}), 201)
         self._send_examples("POST", DYNAMIC, DYNAMIC)
         self._await_answer(f"{DYNAMIC}/1", 200)
 
@@ -110,9 +116,11 @@ class Walk:
                                                       "/example/subscriptions/system/status")}
 
     def _discover(self, root):
-        client = Client(self._unit.port, [])
+        asked = []
+        client = Client(self._unit.port, asked)
         self.record.templates = Discovery(client, words(root)).templates
         client.close()
+        self.record.exchanges += [exchange for exchange in asked if exchange.status != 404]  # most is not there
 
     def _read_everything(self):
         entries = self._entries()
@@ -121,6 +129,8 @@ class Walk:
                 continue
             for path in entries.get(template, (template,)):
                 self._client.get(path)
+        for path in (f"{LOG}/500", f"{RULES}/4"):
+            self._client.get(path)
 
     def _try_other_methods(self):
         entries = self._entries()
@@ -203,6 +213,44 @@ class Walk:
     def _delete_newest_command(self):
         self._delete(f"{COMMANDS}/{max(self._commands())}")
 
+    def _put_the_other_root_in_front(self):
+        """It is passed over, for writing as well."""
+        for root in ("/system", "/system/subscriptions"):
+            self._expect(self._client.get(TEST, front=root), 200)
+            self._expect(self._write("PUT", TEST, {"a": root}, front=root), 200)
+            self._expect(self._write("POST", DYNAMIC, {"def": root}, front=root), 201)
+            self._expect(self._write("PUT", f"{STATIC}/y", {"abc": root, "def": root}, front=root), 200)
+            self._expect(self._client.request("DELETE", f"{STATIC}/y", front=root), 405)
+            await_true(lambda root=root: self._client.get(f"{STATIC}/y").json()["def"] == root, f"y tells {root}")
+        self._client.get(DYNAMIC)
+
+    def _store_as_other_programs(self):
+        """Values of the types that no request writes, and states of the unit."""
+        stored = {SNMP: ("ram.system.oemsnmp", dict.fromkeys(self._members(SNMP, "PUT"), 7) | {"sys_services": "text"}),
+                  TEST: ("ram.system.test", {"a": 7, "b": 7, "c": "text"})}
+        for path, (prefix, values) in stored.items():
+            for name, value in values.items():
+                self._unit.store(f"{prefix}.{name}", value, "int" if isinstance(value, int) else "string")
+            await_true(lambda path=path, values=values: self._client.get(path).json() == values, f"{path} is {values}")
+        for word in ("selector", "action"):
+            self._unit.store(f"cfg.api.syslog.3.{word}", "text", "string")
+            self._await_answer(f"{RULES}/3", 200)
+            self._delete(f"{RULES}/3")
+        self._show_every_state("system_status", "ram.status.system", 10)
+        self._show_every_state("reset_pressed", "ram.status.system.reset_button.reset_pressed", 3)
+
+    def _show_every_state(self, member, key, last):
+        """Over and over: the terminal in small writes the key as well."""
+        shown = set()
+
+        def are_shown():
+            for number in range(last + 1):
+                self._unit.store(key, number, "int")
+                shown.add(self._client.get(STATUS).json()[member])
+            return len(shown) > last
+
+        await_true(are_shown, f"{member} tells each of its states")
+
     def _delete_entries(self):
         for template in (RULES + "/{rule_id}", DYNAMIC + "/{id}", COMMANDS + "/{cmd_id}"):
             there, missing = self._entries()[template]
@@ -225,7 +273,7 @@ class Walk:
         for slot in range(4):
             last = self._write("POST", RULES, {"selector": f"local{slot}.*", "action": "/var/log/local"})
         self._expect(last, 409)
-        self._expect(self._write("POST", DYNAMIC, {"abc": OVER_A_MEBIBYTE}), 500)
+        self._expect(self._write("POST", DYNAMIC, {"abc": A_MEBIBYTE}, depends_on_state=True), 500)
         while (last := self._write("POST", COMMANDS, {"command": "ip"})).status == 201:
             pass
         self._expect(last, 409)
@@ -286,12 +334,16 @@ class Walk:
         await_true(lambda: self._client.get(DYNAMIC).json() != [], "an entry is there")
         entry = f"{DYNAMIC}/{self._client.get(DYNAMIC).json()[0]['id']}"
         self._unit.kill_bus()
-        await_true(lambda: self._write("PUT", TEST, {"a": "text"}).status == 500, "the bus is gone")
-        self._write("PUT", SNMP, {"sys_name": "text"})
-        self._write("PUT", f"{STATIC}/x", {"abc": "text"})
-        self._write("PUT", entry, {"abc": "text"})
-        self._write("POST", RULES, {"selector": "kern.info", "action": "/var/log/extra"})
-        self._write("PUT", f"{RULES}/1", {"action": "/var/log/extra"})
+
+        def write(method, path, data):
+            return self._write(method, path, data, depends_on_state=True)
+
+        await_true(lambda: write("PUT", TEST, {"a": "text"}).status == 500, "the bus is gone")
+        write("PUT", SNMP, {"sys_name": "text"})
+        write("PUT", f"{STATIC}/x", {"abc": "text"})
+        write("PUT", entry, {"abc": "text"})
+        write("POST", RULES, {"selector": "kern.info", "action": "/var/log/extra"})
+        write("PUT", f"{RULES}/1", {"action": "/var/log/extra"})
         self._client.request("DELETE", entry)
         self._client.request("DELETE", DYNAMIC)
 

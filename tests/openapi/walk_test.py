@@ -115,6 +115,14 @@ class AChangedDescription(unittest.TestCase):
         self.schemas["Command"]["properties"]["status"] = {"enum": ["RUNNING"]}
         self.assert_found("GET /system/oem/privileged-cmds: 200: ")
 
+    def test_with_more_values_of_a_member_in_answers(self):
+        self.schemas["Command"]["properties"]["status"]["enum"].append("KILLED")
+        self.assert_found('Command/status: "KILLED" is described and was never answered')
+
+    def test_with_more_types_of_a_member_in_answers(self):
+        self.schemas["StaticEntry"]["properties"]["abc"]["type"].append("integer")
+        self.assert_found("StaticEntry/abc: integer is described and was never answered")
+
     def test_that_demands_a_member_more_in_answers(self):
         self.schemas["Test"]["required"] = ["a", "b", "c", "d"]
         self.assert_found("GET /example/test: 200: ")
@@ -131,6 +139,10 @@ class AChangedDescription(unittest.TestCase):
         content = self.paths["/example/test"]["get"]["responses"]["200"]["content"]
         content["text/plain"] = content.pop("application/json")
         self.assert_found("GET /example/test: 200: has a body of application/json, which is not described")
+
+    def test_with_another_page_for_what_no_resource_has_seen(self):
+        self.schemas["Page"]["pattern"] = "^<html>"
+        self.assert_found("PATCH /system/info: the value: ", "GET /publish: the value: ")
 
     def test_that_lacks_a_header(self):
         del self.paths["/activity"]["get"]["responses"]["200"]["headers"]["Etag"]
@@ -157,6 +169,15 @@ class AChangedDescription(unittest.TestCase):
     def test_with_another_limit_of_a_number_in_requests(self):
         self.schemas["OemSnmpUpdate"]["properties"]["sys_services"]["exclusiveMaximum"] = 129
         self.assert_found("PUT /system/info/oem-snmp: 400 for {'data': {'sys_services': 128}}, which is as described")
+
+    def test_with_another_limit_of_a_whole_number_in_requests(self):
+        self.schemas["TestUpdate"]["properties"]["c"]["maximum"] = 2147483648
+        self.assert_found("PUT /example/test: 400 for {'data': {'c': 2147483648}}, which is as described")
+
+    def test_that_knows_of_no_refusal_without_a_payload(self):
+        body = self.paths["/system/debug"]["put"]["requestBody"]["content"]["application/json"]
+        del body["schema"]["required"]
+        self.assert_found("PUT /system/debug: 500 for {}, which is as described")
 
     def test_with_more_values_of_a_member_in_requests(self):
         self.schemas["DataInclude"]["enum"].append("text")
