@@ -58,7 +58,7 @@ void Terminal::update(uint32_t now_ms) {
     update_timer(now_ms);
 }
 
-// Asked of the database itself: nothing announces that it has been started anew and shows its factory values.
+// Asked of the database itself, which also shows what others have overwritten.
 bool Terminal::is_shown(const Values& values) {
     Values shown{};
     return config_read_int(kStatusKey, &shown.status) == CONFIG_OK &&
