@@ -110,6 +110,8 @@ int unit_program_run(const char* name, const MakeUnitService& make_service) {
     while (connection != nullptr &&
            !serve(make_service, {base.get(), loop.get(), connection.get()}, notifier)) {
         logger_function(4, name, "the bus is gone: joining it again");
+        // Before there is another: the first idler of the loop takes those behind it along when it goes.
+        connection.reset();
         connection = await_bus(name, loop.get());
     }
     // The end may have come while there was no bus.

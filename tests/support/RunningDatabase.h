@@ -38,6 +38,8 @@ class RunningDatabase : public testing::Test {
     }
 
     void Join() {
+        // Before there is another: the first idler of the loop takes those behind it along when it goes.
+        m_connection.reset();
         m_connection.reset(cbus_conn_create(m_loop.get(), "CBUS_CONNECTION"));
         ASSERT_NE(m_connection, nullptr);
         config_init_cbus(m_connection.get(), nullptr);

@@ -214,6 +214,7 @@ TEST_F(DatabaseProgram, JoinsABusThatWasStartedAnewWithAllItsValues) {
 
     m_bus.reset();
     StartBus("bus2.log");
+    m_connection.reset();
     m_connection.reset(cbus_conn_create(m_loop.get(), "CBUS_CONNECTION"));
     config_init_cbus(m_connection.get(), nullptr);
 

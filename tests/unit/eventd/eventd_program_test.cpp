@@ -44,6 +44,8 @@ class EventProgram : public testing::Test {
     }
 
     void Join() {
+        // Before there is another: the first idler of the loop takes those behind it along when it goes.
+        m_connection.reset();
         m_connection.reset(cbus_conn_create(m_loop.get(), "CBUS_CONNECTION"));
         ASSERT_NE(m_connection, nullptr);
         config_init_cbus(m_connection.get(), nullptr);
@@ -317,6 +319,23 @@ TEST_F(EventProgram, ItsListOutlivesBusAndDatabase) {
         return Stored(3).ev_id == 4;
     }));
     EXPECT_EQ(Stored(0).ev_id, 1U);
+}
+
+// The second one comes while the first is written, and nothing comes after it.
+TEST_F(EventProgram, ReportsThatComeTogetherAreBothKeptAfterTheBusWasStartedAnew) {
+    Serve();
+    RestartBus();
+    // Reports that come before it has joined are lost with the bus.
+    ASSERT_TRUE(Await([] {
+        Report(1, kEventStateOn);
+        return Stored(0).ev_id == 1;
+    }));
+
+    Report(2, kEventStateOn);
+    Report(3, kEventStateOn);
+
+    EXPECT_TRUE(AwaitStored(1, 2, kEventStateOn));
+    EXPECT_TRUE(AwaitStored(2, 3, kEventStateOn));
 }
 
 TEST_F(EventProgram, SaysThatThereIsNoBus) {
