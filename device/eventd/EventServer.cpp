@@ -18,7 +18,7 @@ constexpr const char* kDatabaseStart = "config.start";
 // While the database has not been there yet, and afterwards.
 constexpr uint32_t kRestoreMs = 100;
 constexpr uint32_t kCheckMs = 1000;
-constexpr unsigned kTurnsBetweenChecks = 30;
+constexpr unsigned kTurnsBetweenChecks = 29;  // so that each 30th turn checks
 
 }  // namespace
 
