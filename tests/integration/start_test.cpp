@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -38,7 +39,7 @@ class Start : public testing::Test {
         *status = program.awaitEnd().value_or(-1);
     }
 
-    // What it writes to a terminal whose foreground job it is, until it has ended by itself.
+    // What it writes to a terminal whose foreground job it is, until it has ended by itself or left the terminal.
     std::string TerminalOutputOf(const std::vector<std::string>& arguments) {
         std::vector<char*> argv{const_cast<char*>(WEB_APP_PROGRAM)};
         for (const std::string& argument : arguments) {
@@ -48,7 +49,11 @@ class Start : public testing::Test {
         int terminal = -1;
         const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
         if (child == 0) {
-            setenv("CBUS_ADDR", m_unit.busAddress().c_str(), 1);
+            for (const auto& [name, value] : DaemonEnvironment()) {
+                setenv(name.c_str(), value.c_str(), 1);
+            }
+            // Its end hangs the terminal up, perhaps before the daemon that it left behind is in a session of its own.
+            signal(SIGHUP, SIG_IGN);
             execv(argv[0], argv.data());
             _exit(127);
         }
@@ -199,6 +204,16 @@ TEST_F(Start, ADaemonDetachesAndWritesItsPidFile) {
     OutputOf(DaemonArguments(), &status);
 
     ExpectAServingDaemon(status);
+}
+
+TEST_F(Start, ADaemonStartedFromATerminalLogsNothingToIt) {
+    m_unit.startBus();
+    m_unit.startDatabase();
+
+    const std::string output = TerminalOutputOf(DaemonArguments());
+
+    EXPECT_EQ(output, "");
+    ExpectAServingDaemon(0);
 }
 
 // No end of the daemon removes the file: that is the affair of who starts it.
