@@ -50,7 +50,7 @@ int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape)
     std::string address;
     double speed = 1;
     CommandLineParser parser("terminald",
-                             "The terminal in small: comes up like one and shows its reset button.");
+                             "Stands in for the terminal: comes up like one and shows its reset button.");
     parser.set_footer("SIGUSR1 presses the reset button, SIGUSR2 releases it.");
     unit_program_add_bus(parser, address);
     parser.add("--speed FACTOR", speed, "how many times faster than a real terminal it comes up")
