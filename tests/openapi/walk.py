@@ -240,7 +240,7 @@ class Walk:
         self._show_every_state("reset_pressed", "ram.status.system.reset_button.reset_pressed", 3)
 
     def _show_every_state(self, member, key, last):
-        """Over and over: the terminal in small writes the key as well."""
+        """Over and over: the stand-in for the terminal writes the key as well."""
         shown = set()
 
         def are_shown():
