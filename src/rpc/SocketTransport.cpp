@@ -187,7 +187,7 @@ void SocketTransport::onRead(bufferevent* connection) {
     size_t drained = 0;
     while (const size_t end = m_scanner.findEnd(data)) {
         receive(data.substr(start, end - start));
-        // The message may have ended its own connection, and the bytes with it.
+        // The message may have ended its own connection, and the data with it.
         if (!isValid(this) || m_isClosing) {
             return;
         }
@@ -291,8 +291,20 @@ void SocketTransport::onWritten() {
 void SocketTransport::closeSoon(const char* reason) {
     m_isClosing = true;
     logger_function(4, kModule, "Closing a connection: %s\n", reason);
-    bufferevent_disable(m_connection.get(), EV_READ);
+    bufferevent_disable(m_connection.get(), EV_READ | EV_WRITE);
+    dropBuffers();
     bufferevent_trigger_event(m_connection.get(), BEV_EVENT_EOF, BEV_TRIG_DEFER_CALLBACKS);
+}
+
+// Now, not with the connection: one change may be too much for hundreds of them before the loop turns.
+void SocketTransport::dropBuffers() {
+    evbuffer* input = bufferevent_get_input(m_connection.get());
+    evbuffer* output = bufferevent_get_output(m_connection.get());
+    evbuffer_drain(input, evbuffer_get_length(input));
+    // The bufferevent keeps the front of its output to itself.
+    evbuffer_unfreeze(output, 1);
+    evbuffer_drain(output, evbuffer_get_length(output));
+    evbuffer_freeze(output, 1);
 }
 
 void SocketTransport::onEvent(bufferevent*, short events) {

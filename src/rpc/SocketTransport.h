@@ -29,8 +29,8 @@ using ListenerPtr = COwned<evconnlistener, evconnlistener_free>;
 // Errors:    a message that is not JSON is logged and dropped. A connection is closed on the next loop turn,
 //            with one log line, when more than kMaxUnfinishedBytes of one message have come in, or when more
 //            than kMaxWaitingBytes would wait for a peer that does not read. While all connections together hold
-//            more than kMaxHeldBytes of both, the one that holds most is. A connection above the limit is closed
-//            at once; a log line a minute names the processes with most of the others.
+//            more than kMaxHeldBytes of both, the one that holds most is. What it holds goes at once. A connection
+//            above the limit is closed at once; a log line a minute names the processes with most of the others.
 class SocketTransport : public RPCTransport {
   public:
     static constexpr size_t kMaxUnfinishedBytes = 16U << 20;
@@ -53,6 +53,8 @@ class SocketTransport : public RPCTransport {
     // Writes to a connection; once the connection is being closed the text is dropped. Calling this on the
     // listening object is a programming error that stops the process.
     void sendData(const char* text) override;
+    // What has come in and is not handled yet, and what waits for the peer. Not of the listening object.
+    [[nodiscard]] size_t heldBytes() const;
 
     // What the loop calls.
     void onAccept(evconnlistener* listener, int fd, sockaddr* peer, int peer_size);
@@ -71,9 +73,9 @@ class SocketTransport : public RPCTransport {
     void receive(std::string_view text);
     size_t sendNow(std::string_view text) const;
     void sendLater(std::string_view text);
-    size_t heldBytes() const;
     static void makeRoom(size_t held);
     void closeSoon(const char* reason);
+    void dropBuffers();
     void pauseAccepting();
 
     static event_base* m_eventbase;

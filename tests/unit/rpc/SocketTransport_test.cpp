@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <list>
 #include <memory>
 #include <string>
@@ -290,6 +291,49 @@ TEST_F(SocketTransportTest, ClosesTheConnectionForWhichMostWaitsOfTooMuch) {
 
     EXPECT_TRUE(UntilConnections(4));
     EXPECT_NE(listener.live().front(), transports[0]);
+}
+
+TEST_F(SocketTransportTest, HoldsNoMoreThanTheLimitInOneTurnHoweverManyDoNotRead) {
+    std::list<Client> clients;
+    for (size_t i = 0; i < 40; ++i) {
+        clients.push_back(Connect());
+        ASSERT_TRUE(UntilConnections(i + 1));
+    }
+    const JsonPtr params(cJSON_CreateString(std::string(8U << 20, 'x').c_str()));
+    const auto held = [this] {
+        size_t sum = 0;
+        for (const RPCTransport* transport : listener.live()) {
+            sum += static_cast<const SocketTransport*>(transport)->heldBytes();
+        }
+        return sum;
+    };
+
+    size_t most = 0;
+    for (RPCTransport* transport : listener.live()) {
+        server.sendNotification("Updated", params.get(), transport);
+        most = std::max(most, held());
+    }
+
+    EXPECT_GT(most, SocketTransport::kMaxHeldBytes / 2);
+    EXPECT_LE(most, SocketTransport::kMaxHeldBytes);
+    EXPECT_EQ(listener.removals(), 0);
+}
+
+TEST_F(SocketTransportTest, DropsWhatItHoldsOfAConnectionWhenItDecidesToCloseIt) {
+    Client client = Connect();
+    client.Send(R"({"jsonrpc": "2.0",)");
+    ASSERT_TRUE(UntilConnections(1));
+    Turn();
+    const auto* const connection = static_cast<const SocketTransport*>(listener.live().front());
+    EXPECT_GT(connection->heldBytes(), 0U);
+
+    const JsonPtr params(cJSON_CreateString(std::string(10U << 20, 'x').c_str()));
+    for (int i = 0; i < 2; ++i) {
+        server.sendNotification("Updated", params.get(), listener.live().front());
+    }
+
+    EXPECT_EQ(listener.removals(), 0);
+    EXPECT_EQ(connection->heldBytes(), 0U);
 }
 
 TEST_F(SocketTransportTest, KeepsAConnectionThatReadsWhatItIsSent) {
