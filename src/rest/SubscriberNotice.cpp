@@ -22,26 +22,32 @@ SubscriberNotice::SubscriberNotice(ApiControllerInterface* api, SubscriptionRule
 }
 
 void SubscriberNotice::created(cJSON* data) const {
+    Notification whole{"Created", m_path.c_str(), data};
+    Notification bare{"Created", m_path.c_str()};
     for (const auto& [session, include] : m_recipients) {
-        m_manager->notifyCreated(session, m_path.c_str(), include == DataInclude::kNone ? nullptr : data);
+        m_manager->tell(session, include == DataInclude::kNone ? bare : whole);
     }
 }
 
 void SubscriberNotice::updated(cJSON* data, const std::function<JsonPtr()>& make_changed) const {
-    JsonPtr changed;
+    JsonPtr made;
+    Notification whole{"Updated", m_path.c_str(), data};
+    Notification changed{"Updated", m_path.c_str()};
+    Notification bare{"Updated", m_path.c_str()};
     for (const auto& [session, include] : m_recipients) {
-        if (include == DataInclude::kUpdated && changed == nullptr) {
-            changed = make_changed();
+        if (include == DataInclude::kUpdated && made == nullptr) {
+            made = make_changed();
+            changed.data = made.get();
         }
-        cJSON* const payload = include == DataInclude::kNone      ? nullptr
-                               : include == DataInclude::kUpdated ? changed.get()
-                                                                  : data;
-        m_manager->notifyUpdated(session, m_path.c_str(), payload);
+        m_manager->tell(session, include == DataInclude::kNone      ? bare
+                                 : include == DataInclude::kUpdated ? changed
+                                                                    : whole);
     }
 }
 
 void SubscriberNotice::deleted() const {
+    Notification notification{"Deleted", m_path.c_str()};
     for (const auto& recipient : m_recipients) {
-        m_manager->notifyDeleted(recipient.first, m_path.c_str());
+        m_manager->tell(recipient.first, notification);
     }
 }

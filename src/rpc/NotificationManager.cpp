@@ -6,27 +6,33 @@
 
 #include "runtime/logging.h"
 #include "src/base/owners.h"
-#include "src/rpc/RPCServer.h"
 #include "src/rpc/RPCTransport.h"
 
 namespace {
 
 constexpr const char* kModule = "src/NotificationManager";
 
+RPCServer::Text print_text(const Notification& notification) {
+    const JsonPtr params(cJSON_CreateObject());
+    cJSON_AddStringToObject(params.get(), "path", notification.path);
+    if (notification.data != nullptr) {
+        // A reference: a copy would print the same.
+        cJSON_AddItemReferenceToObject(params.get(), "data", notification.data);
+    }
+    return RPCServer::printNotification(notification.method, params.get());
+}
+
 }  // namespace
 
 void NotificationManager::notifyCreated(unsigned int sessionId, const char* path, cJSON* data) {
-    logger_function(7, kModule, "notifyCreated()");
     notify(sessionId, "Created", path, data);
 }
 
 void NotificationManager::notifyUpdated(unsigned int sessionId, const char* path, cJSON* data) {
-    logger_function(7, kModule, "notifyUpdated()");
     notify(sessionId, "Updated", path, data);
 }
 
 void NotificationManager::notifyDeleted(unsigned int sessionId, const char* path) {
-    logger_function(7, kModule, "notifyDeleted()");
     notify(sessionId, "Deleted", path, nullptr);
 }
 
@@ -64,16 +70,19 @@ RPCTransport* NotificationManager::transportOf(unsigned int sessionId) {
 }
 
 void NotificationManager::notify(unsigned int sessionId, const char* method, const char* path, cJSON* data) {
+    Notification notification{method, path, data};
+    tell(sessionId, notification);
+}
+
+void NotificationManager::tell(unsigned int sessionId, Notification& notification) {
+    logger_function(7, kModule, "notify%s()", notification.method);
     RPCTransport* const transport = transportOf(sessionId);
     if (transport == nullptr) {
         logger_function(4, kModule, "Transport NOT found");
         return;
     }
-    const JsonPtr params(cJSON_CreateObject());
-    cJSON_AddStringToObject(params.get(), "path", path);
-    if (data != nullptr) {
-        // A reference: the text is printed before the caller goes on, a copy would tell the same.
-        cJSON_AddItemReferenceToObject(params.get(), "data", data);
+    if (notification.text == nullptr) {
+        notification.text = print_text(notification);
     }
-    transport->getServer()->sendNotification(method, params.get(), transport);
+    transport->getServer()->sendText(notification.text, transport);
 }

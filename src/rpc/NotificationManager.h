@@ -6,7 +6,18 @@
 
 #include <map>
 
+#include "src/rpc/RPCServer.h"
+
 class RPCTransport;
+
+// What one or many sessions are told: printed when the first of them has a connection, and shared by all.
+// Borrows: method, path and data, which stay as they are while it lives. Null data leaves the member "data" out.
+struct Notification {
+    const char* method = nullptr;
+    const char* path = nullptr;
+    cJSON* data = nullptr;
+    RPCServer::Text text{};
+};
 
 // NotificationManager: delivers the notifications of resources to the JSON-RPC connection of the session that
 // subscribed. Sessions of HTTP clients have no connection to notify: for them a line is logged.
@@ -24,6 +35,8 @@ class NotificationManager final {
     virtual void notifyCreated(unsigned int sessionId, const char* path, cJSON* data);
     virtual void notifyUpdated(unsigned int sessionId, const char* path, cJSON* data);
     virtual void notifyDeleted(unsigned int sessionId, const char* path);
+    // The same for one of the sessions that are told alike.
+    void tell(unsigned int sessionId, Notification& notification);
 
     // Maps the transport's session number to it; a number that is mapped keeps its transport. A transport
     // without session id text is ignored by both.

@@ -129,22 +129,27 @@ JsonPtr RPCServer::answerMessage(const cJSON* message, RPCTransport* transport) 
 void RPCServer::sendNotification(const char* method, cJSON* params, RPCTransport* transport) {
     ORVALE_ASSERT(method != nullptr, "methodName", kModule,
                   "void RPCServer::sendNotification(const char*, cJSON*, RPCTransport*)");
-    if (transport == nullptr) {
-        return;
+    if (transport != nullptr) {
+        sendText(printNotification(method, params), transport);
     }
+}
+
+RPCServer::Text RPCServer::printNotification(const char* method, cJSON* params) {
     const JsonPtr notification = parse_template(kNotification);
     cJSON_AddStringToObject(notification.get(), "method", method);
     if (params != nullptr) {
-        // A reference, which goes with the notification and leaves the caller's item as it is; it is only
-        // printed, so that the constness of `params` holds.
-        cJSON_AddItemReferenceToObject(notification.get(), "params", const_cast<cJSON*>(params));
+        // A reference, which goes with the notification and leaves the caller's item as it is.
+        cJSON_AddItemReferenceToObject(notification.get(), "params", params);
     }
-    JsonText text(cJSON_Print(notification.get()));
+    return JsonText(cJSON_Print(notification.get()));
+}
+
+void RPCServer::sendText(const Text& text, RPCTransport* transport) {
     if (text == nullptr) {
         return;
     }
     if (busy) {
-        queuedNotifications.push_back({transport, std::move(text)});
+        queuedNotifications.push_back({transport, text});
     } else {
         transport->sendData(text.get());
     }

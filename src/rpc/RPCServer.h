@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "src/base/owners.h"
@@ -17,13 +18,15 @@ class TransportListener;
 
 // RPCServer: answers JSON-RPC 2.0 messages through its registered methods and keeps notifications behind the
 // response of the request that caused them.
-// Owns:    the texts of queued notifications.
+// Owns:    the texts of queued notifications, each shared by all that it waits for.
 // Borrows: methods and transport listener, which outlive it. A transport is not touched again once
 //          handleRemoveTransport() has been called for it, even when that happens while its own message is
 //          being handled; notifications that still wait for it are dropped.
 // Threads: loop thread only.
 class RPCServer {
   public:
+    using Text = std::shared_ptr<const char>;
+
     RPCServer() = default;
     RPCServer(const RPCServer&) = delete;
     RPCServer& operator=(const RPCServer&) = delete;
@@ -43,13 +46,16 @@ class RPCServer {
     // Sends at once, or after the response of the request that is being handled. `method` is never null;
     // `params` may be null and stays with the caller, unchanged; a null transport sends nothing.
     void sendNotification(const char* method, cJSON* params, RPCTransport* transport);
+    // The two halves of it, for a text that many get. Without memory there is none, and nothing is sent.
+    [[nodiscard]] static Text printNotification(const char* method, cJSON* params);
+    void sendText(const Text& text, RPCTransport* transport);
     // Sends and frees the queue; does nothing while a message is being handled.
     void sendQueuedNotification();
 
   private:
     struct QueuedNotification {
         RPCTransport* transport;
-        JsonText text;
+        Text text;
     };
 
     JsonPtr answerMessage(const cJSON* message, RPCTransport* transport);

@@ -3,7 +3,9 @@
 #include "src/rest/SubscriberNotice.h"
 
 #include <functional>
+#include <list>
 #include <memory>
+#include <set>
 
 #include "tests/support/RestFixture.h"
 
@@ -20,10 +22,57 @@ class EventfulTransport : public RPCTransport {
     std::function<void()> m_on_send;
 };
 
+// Tells where the texts lie that it is sent.
+class WatchedTransport : public RPCTransport {
+  public:
+    WatchedTransport(RPCServer* server, std::function<void(const char*)> on_send)
+        : RPCTransport(server), m_on_send(std::move(on_send)) {}
+    void sendData(const char* text) override {
+        ++m_sent;
+        m_on_send(text);
+    }
+    [[nodiscard]] int sent() const { return m_sent; }
+
+  private:
+    std::function<void(const char*)> m_on_send;
+    int m_sent = 0;
+};
+
 class SubscriberNoticeTest : public RestFixture {
   protected:
     using Record = SubscriptionRules::subscription;
     using DataInclude = SubscriptionRules::DataInclude;
+
+    // How many different texts lie in memory when notifications wait behind the answer to a request, one for each of
+    // the connections, who all want this.
+    std::size_t textsThatWaitFor(std::size_t connections, DataInclude include) {
+        std::set<const char*> texts;
+        std::list<WatchedTransport> transports;
+        std::list<Record> records;
+        auto to = std::make_unique<SubscriptionRules::NotifyMap>();
+        for (unsigned int number = 1000; number < 1000 + connections; ++number) {
+            transports.emplace_back(&m_server, [&texts](const char* text) { texts.insert(text); });
+            transports.back().setSessionId("watched");
+            transports.back().setSessionNumberId(number);
+            m_notifications.addTransport(&transports.back());
+            records.emplace_back().data_include = include;
+            to->emplace(number, &records.back());
+        }
+        const SubscriberNotice notice(&m_controller, to.release(), "/api/a");
+        ScriptedMethod change([&](cJSON*, bool&, RPCTransport*) {
+            notice.updated(m_data.get(), [] { return parse(R"({"y": 2})"); });
+            return JsonPtr();
+        });
+        // A name keeps its first method.
+        const std::string name = "change" + std::to_string(static_cast<int>(include));
+        m_server.registerMethod(name, &change);
+        m_server.handleMessage(parse(R"({"method": ")" + name + "\"}").get(), &m_first.transport());
+        for (WatchedTransport& transport : transports) {
+            EXPECT_EQ(transport.sent(), 1);
+            m_notifications.removeTransport(&transport);
+        }
+        return texts.size();
+    }
 
     // To both clients, who want the given kinds of data.
     SubscriberNotice noticeFor(DataInclude first, DataInclude second) {
@@ -95,6 +144,12 @@ TEST_F(SubscriberNoticeTest, MakesNoChangedAttributesThatNobodyWants) {
 
     EXPECT_EQ(made, 0);
     EXPECT_EQ(m_second.told(), Lines{"Updated /api/a -"});
+}
+
+TEST_F(SubscriberNoticeTest, KeepsOneTextForAllThatAreToldTheSame) {
+    EXPECT_EQ(textsThatWaitFor(250, DataInclude::kAll), 1U);
+    EXPECT_EQ(textsThatWaitFor(250, DataInclude::kUpdated), 1U);
+    EXPECT_EQ(textsThatWaitFor(250, DataInclude::kNone), 1U);
 }
 
 TEST_F(SubscriberNoticeTest, GoesOnWhenANotificationEndsEverySubscription) {
