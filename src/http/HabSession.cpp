@@ -71,6 +71,8 @@ utilities::DateTime time_member(const cJSON* json, const char* key) {
 HabSessionImpl::SessionMap& HabSessionImpl::m_sessionMap = *new SessionMap;
 pthread_mutex_t HabSessionImpl::m_sessionMapLock = PTHREAD_MUTEX_INITIALIZER;
 unsigned int HabSessionImpl::m_nextNumberId = 1;
+std::multiset<unsigned int>& HabSessionImpl::m_heldNumbers = *new std::multiset<unsigned int>;
+std::set<unsigned int>& HabSessionImpl::m_usedNumbers = *new std::set<unsigned int>;
 std::size_t HabSessionImpl::m_maxSessions = kMaxSessions;
 HabSessionImpl::Clock HabSessionImpl::m_clock = monotonic_now;
 OncePerMinute HabSessionImpl::m_line;
@@ -81,7 +83,7 @@ void (*HabSessionImpl::m_dropped)(unsigned int numberId) = [](unsigned int) {};
 
 HabSessionImpl::HabSessionImpl(const char* id)
     : m_sessionId(strdup(id)),
-      m_numberId(m_nextNumberId++),
+      m_numberId(takeNumberId()),
       requestStartTime(m_clock()),
       timeout(HabConfig::getInstance()->getSessionTimeout()),
       lastUsed(m_clock()) {
@@ -99,6 +101,26 @@ HabSessionImpl::HabSessionImpl(cJSON* json)
 
 HabSessionImpl::~HabSessionImpl() {
     logger_function(7, kModule, "~HabSessionImpl(%s)", text_or_null(m_sessionId));
+}
+
+// After 2^32 sessions the numbers begin anew. 0 stands for no session, and who got a number that is in use would get its
+// subscriptions as well. Which numbers are in use is looked up once, when they begin anew.
+unsigned int HabSessionImpl::takeNumberId() {
+    while (m_nextNumberId == 0 || m_usedNumbers.contains(m_nextNumberId)) {
+        if (m_nextNumberId == 0) {
+            findUsedNumbers();
+        }
+        ++m_nextNumberId;
+    }
+    return m_nextNumberId++;
+}
+
+void HabSessionImpl::findUsedNumbers() {
+    const concurrency::scoped_mutex lock(m_sessionMapLock);
+    m_usedNumbers = {m_heldNumbers.begin(), m_heldNumbers.end()};
+    for (const auto& [id, entry] : m_sessionMap) {
+        m_usedNumbers.insert(entry.session->getNumberId());
+    }
 }
 
 HabSession* HabSessionImpl::sessionForRequest(HabRequest* request) {
@@ -215,7 +237,12 @@ HabSessionImpl::Hold HabSessionImpl::hold(HabSession* session, HeldBy what) {
         return nullptr;
     }
     change(1);
-    return {nullptr, [change](void*) { change(-1); }};
+    // A subscription can outlive its session.
+    const auto number = m_heldNumbers.insert(session->getNumberId());
+    return {nullptr, [change, number](void*) {
+                change(-1);
+                m_heldNumbers.erase(number);
+            }};
 }
 
 void HabSessionImpl::changeHolds(const HabSessionImpl& session, HeldBy what, int change) {
@@ -282,6 +309,10 @@ bool HabSessionImpl::dropOldest(Order& order, Subscribed which, std::vector<unsi
 
 void HabSessionImpl::setMaxSessions(std::size_t max) {
     m_maxSessions = max;
+}
+
+void HabSessionImpl::setNextNumberId(unsigned int number) {
+    m_nextNumberId = number;
 }
 
 void HabSessionImpl::setClock(Clock clock) {

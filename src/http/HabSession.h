@@ -7,6 +7,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "runtime/c_owner.h"
@@ -85,6 +86,8 @@ class HabSessionImpl : public HabSession {
     static void setDroppedCallback(void (*dropped)(unsigned int numberId));
     // How many the table keeps, kMaxSessions unless this is called, which is before the first one.
     static void setMaxSessions(std::size_t max);
+    // The number of the next session, as if so many had been before; for tests.
+    static void setNextNumberId(unsigned int number);
     // The clock of all sessions; tests turn it by hand. Null brings the monotonic clock back. The log line about a full
     // table may come at once again.
     static void setClock(Clock clock);
@@ -116,6 +119,8 @@ class HabSessionImpl : public HabSession {
         Order::iterator place{};
     };
 
+    static unsigned int takeNumberId();
+    static void findUsedNumbers();
     static HabSessionImpl* findLive(const char* id);
     static HabSessionImpl* create(HabRequest* request);
     static void enter(MallocedText id, std::shared_ptr<HabSessionImpl> session);
@@ -130,6 +135,8 @@ class HabSessionImpl : public HabSession {
     static SessionMap& m_sessionMap;
     static pthread_mutex_t m_sessionMapLock;
     static unsigned int m_nextNumberId;
+    static std::multiset<unsigned int>& m_heldNumbers;  // of what is held, also when it has left the table
+    static std::set<unsigned int>& m_usedNumbers;       // since before the numbers began anew
     static std::size_t m_maxSessions;
     static Clock m_clock;
     static OncePerMinute m_line;

@@ -66,8 +66,8 @@ class RPCTransport {
     // 0 until the connection has a session.
     unsigned int getSessionNumberId() const { return m_sessionNumberId; }
     void setSessionNumberId(unsigned int numberId);
-    // What keeps the connection's session; the one before is let go.
-    void setSessionHold(std::shared_ptr<void> hold) { m_sessionHold = std::move(hold); }
+    // What keeps the connection's session, until the connection ends.
+    void setSessionHold(std::shared_ptr<void> hold) { m_sessionHolds.push_back(std::move(hold)); }
     // The numbers before this one, oldest first: of sessions that sat idle too long and were replaced. What was
     // subscribed under them is this connection's until it ends.
     const std::vector<unsigned int>& getFormerSessionNumberIds() const { return m_formerSessionNumberIds; }
@@ -87,7 +87,8 @@ class RPCTransport {
 
   private:
     MallocedText m_sessionId;
-    std::shared_ptr<void> m_sessionHold;
+    // Those of the sessions before as well: nobody else may get their numbers.
+    std::vector<std::shared_ptr<void>> m_sessionHolds;
     unsigned int m_sessionNumberId = 0;
     std::map<int, std::unique_ptr<RPCCall>> m_pendingCalls;
     std::vector<unsigned int> m_formerSessionNumberIds;

@@ -3,6 +3,7 @@
 // What a full session table keeps.
 
 #include <chrono>
+#include <climits>
 #include <list>
 #include <set>
 #include <string>
@@ -120,6 +121,22 @@ TEST_F(FullSessionTable, WritesOneLine) {
 
     EXPECT_EQ(log.countOf("4 src/HabSession: "), 1);
     EXPECT_TRUE(log.has("4 src/HabSession: 1 new sessions beyond 10000: those not used for longest go"));
+}
+
+TEST_F(FullSessionTable, NumbersThatBeginAnewAreNeitherZeroNorThoseInUse) {
+    HabSessionImpl::setNextNumberId(1);
+    New();
+    HabSession* const subscribed = New();
+    ASSERT_EQ(subscribed->getNumberId(), 2U);
+    Hold(subscribed, kSubscription);
+    HabSessionImpl::sessionEnded(subscribed->sessionId());
+    HabSessionImpl::sessionEnded(New()->sessionId());  // the third
+
+    HabSessionImpl::setNextNumberId(UINT_MAX);
+
+    EXPECT_EQ(New()->getNumberId(), UINT_MAX);
+    EXPECT_EQ(New()->getNumberId(), 3U);
+    EXPECT_EQ(New()->getNumberId(), 4U);
 }
 
 TEST_F(FullSessionTable, KeepsASessionThatASubscriptionHolds) {

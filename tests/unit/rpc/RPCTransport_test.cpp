@@ -80,6 +80,19 @@ TEST_F(RPCTransportTest, RemembersTheNumbersOfTheSessionsBefore) {
     EXPECT_EQ(transport.getSessionNumberId(), 9U);
 }
 
+TEST_F(RPCTransportTest, HoldsAllItsSessionsUntilItEnds) {
+    auto connection = std::make_unique<RecordingTransport>(&server);
+    const auto first = std::make_shared<int>(1);
+    connection->setSessionHold(first);
+    connection->setSessionHold(std::make_shared<int>(2));
+    const long holders_meanwhile = first.use_count();
+
+    connection.reset();
+
+    EXPECT_EQ(holders_meanwhile, 2);
+    EXPECT_EQ(first.use_count(), 1);
+}
+
 TEST_F(RPCTransportTest, LogsWhatItsBaseSends) {
     RPCTransport base(&server);
 
