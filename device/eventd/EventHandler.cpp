@@ -7,6 +7,7 @@
 #include "device/eventd/event_database.h"
 #include "device/eventd/event_signals.h"
 #include "runtime/logging.h"
+#include "src/base/printable_text.h"
 
 namespace {
 
@@ -59,8 +60,8 @@ void EventHandler::handle_signal(std::string_view name, std::string_view data, u
         is_understood = take_clear(data, now_s);
     }
     if (!is_understood) {
-        logger_function(4, kModule, "signal '%.*s' of %zu bytes had no effect", static_cast<int>(name.size()),
-                        name.data(), data.size());
+        logger_function(4, kModule, "signal '%s' of %zu bytes had no effect", text_for_log(name).c_str(),
+                        data.size());
     }
 }
 

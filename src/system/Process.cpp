@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "runtime/logging.h"
+#include "src/base/printable_text.h"
 
 namespace {
 
@@ -293,9 +294,9 @@ void Process::logReport(const Report& report) const {
             break;
         case Report::Step::kRedirect:
             logger_function(3, kModule, "process: Error opening %s: %s",
-                            (report.fd == STDIN_FILENO    ? m_stdin_path
-                             : report.fd == STDOUT_FILENO ? m_stdout_path
-                                                          : m_stderr_path)
+                            text_for_log(report.fd == STDIN_FILENO    ? m_stdin_path
+                                         : report.fd == STDOUT_FILENO ? m_stdout_path
+                                                                      : m_stderr_path)
                                 .c_str(),
                             reason);
             break;

@@ -12,6 +12,7 @@
 #include "runtime/logging.h"
 #include "runtime/px_console.h"
 #include "src/base/assertion.h"
+#include "src/base/printable_text.h"
 #include "src/rest/CjsonValidate.h"
 #include "src/rest/config_entry.h"
 #include "src/rest/resource_json.h"
@@ -57,12 +58,14 @@ void set_marker(const std::string& path, bool on) {
 }
 
 void log_debug_entry(const config_data_t& entry) {
-    logger_function(6, kModule, "Received message Name = %s, Type = %d", entry.key,
+    const std::string key = text_for_log(entry.key);
+    logger_function(6, kModule, "Received message Name = %s, Type = %d", key.c_str(),
                     static_cast<int>(entry.type));
     if (entry.type == CONFIG_TYPE_STRING) {
-        logger_function(6, kModule, "Received message String data=%s", config_entry_text(entry).c_str());
+        logger_function(6, kModule, "Received message String data=%s",
+                        text_for_log(config_entry_text(entry)).c_str());
     } else {
-        logger_function(4, kModule, "Received message data unexpected, Name=%s, Type=%d", entry.key,
+        logger_function(4, kModule, "Received message data unexpected, Name=%s, Type=%d", key.c_str(),
                         static_cast<int>(entry.type));
     }
 }
@@ -250,12 +253,13 @@ std::vector<const char*> SystemDebugObject::replaceFromEntry(const config_data_t
         return {};
     }
     const std::string text = config_entry_text(entry);
-    logger_function(6, kModule, "SystemDebug Replacing string:%s ", text.c_str());
+    const std::string shown = text_for_log(text);
+    logger_function(6, kModule, "SystemDebug Replacing string:%s ", shown.c_str());
     if (std::strcmp(entry.key, kReportKey) != 0) {
         return {};
     }
     // The line has always ended in "to ".
-    logger_function(7, kModule, "ReplaceItem Attribute %s to %s to ", kReportName, text.c_str());
+    logger_function(7, kModule, "ReplaceItem Attribute %s to %s to ", kReportName, shown.c_str());
     return replaceReport(text);
 }
 

@@ -10,6 +10,7 @@
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
 #include "src/base/json_helpers.h"
+#include "src/base/printable_text.h"
 #include "src/rest/CjsonValidate.h"
 #include "src/rest/config_entry.h"
 #include "src/rest/resource_json.h"
@@ -113,8 +114,8 @@ void SystemOemSnmpObject::init() {
 void SystemOemSnmpObject::updateFromConfig(unsigned int count, const config_data_t* data, bool) {
     logger_function(6, kModule, "OemSnmp: updateFromConfig()");
     for (unsigned int i = 0; i < count; ++i) {
-        logger_function(6, kModule, "OemSnmp: Received message %s %s", data[i].key,
-                        config_entry_printable(data[i]).c_str());
+        logger_function(6, kModule, "OemSnmp: Received message %s %s", text_for_log(data[i].key).c_str(),
+                        text_for_log(config_entry_printable(data[i])).c_str());
         if (const char* attribute = attribute_of(data[i].key)) {
             replaceAttribute(attribute, data[i]);
         }

@@ -13,6 +13,7 @@
 #include "runtime/px_console.h"
 #include "runtime/px_time.h"
 #include "src/base/assertion.h"
+#include "src/base/printable_text.h"
 #include "src/rest/config_entry.h"
 #include "src/rest/resource_json.h"
 
@@ -39,17 +40,18 @@ JsonPtr json_number(long number) {
 }
 
 void log_status_entry(const config_data_t& entry) {
-    logger_function(6, kModule, "SystemStatus: Received message Name = %s, Type = %d", entry.key,
+    const std::string key = text_for_log(entry.key);
+    logger_function(6, kModule, "SystemStatus: Received message Name = %s, Type = %d", key.c_str(),
                     static_cast<int>(entry.type));
     if (entry.type == CONFIG_TYPE_STRING) {
         logger_function(6, kModule, "SystemStatus: Received message String data=%s",
-                        config_entry_text(entry).c_str());
+                        text_for_log(config_entry_text(entry)).c_str());
     } else if (entry.type == CONFIG_TYPE_INT) {
         logger_function(6, kModule, "SystemStatus: Received message INT data=%d",
                         config_entry_int(entry).value_or(0));
     } else {
         logger_function(4, kModule, "SystemStatus: Received message data unexpected, Name=%s, Type=%d",
-                        entry.key, static_cast<int>(entry.type));
+                        key.c_str(), static_cast<int>(entry.type));
     }
 }
 
@@ -146,7 +148,7 @@ const char* SystemStatusObject::replaceFromEntry(const config_data_t& entry) {
     }
     if (entry.type == CONFIG_TYPE_STRING) {
         logger_function(3, kModule, "SystemStatus Replacing string:%s unexpected",
-                        config_entry_text(entry).c_str());
+                        text_for_log(config_entry_text(entry)).c_str());
         return nullptr;
     }
     const auto value = entry.type == CONFIG_TYPE_INT ? config_entry_int(entry) : std::nullopt;

@@ -13,6 +13,7 @@
 #include "runtime/logging.h"
 #include "runtime/px_console.h"
 #include "src/base/assertion.h"
+#include "src/base/printable_text.h"
 #include "src/rest/CjsonValidate.h"
 #include "src/rest/config_entry.h"
 #include "src/rest/resource_json.h"
@@ -153,8 +154,8 @@ void SystemSyslogCollection::updateFromConfig(unsigned int count, const config_d
 }
 
 void SystemSyslogCollection::applyKey(const config_data_t& data) {
-    logger_function(7, kModule, "Received config message %s %s", data.key,
-                    config_entry_printable(data).c_str());
+    logger_function(7, kModule, "Received config message %s %s", text_for_log(data.key).c_str(),
+                    text_for_log(config_entry_printable(data)).c_str());
     const auto key = parse_key(data.key);
     if (!key) {
         logger_function(7, kModule, "NOT Relevant data");
@@ -348,7 +349,8 @@ void SystemSyslogCollection::dumpSyslogMap(const char* tag) const {
     for (const char* name : kSlotNames) {
         if (const cJSON* const entry = findEntry(name)) {
             logger_function(6, kModule, " dumpSyslogMap: %s: Selector/Action %s : %s", name,
-                            printable(text_of(entry, kSelector)), printable(text_of(entry, kAction)));
+                            text_for_log(printable(text_of(entry, kSelector))).c_str(),
+                            text_for_log(printable(text_of(entry, kAction))).c_str());
         } else {
             logger_function(6, kModule, " dumpSyslogMap: %s: EMPTY ", name);
         }

@@ -118,6 +118,14 @@ TEST_F(Handler, LogsAndIgnoresWhatItCannotUnderstand) {
     EXPECT_TRUE(m_log.has("4 eventd: signal 'event_handler.forwardEventReport' of 5 bytes had no effect"));
 }
 
+TEST_F(Handler, ASignalsNameCannotMakeALogLineOfItsOwn) {
+    Restore();
+
+    m_handler.handle_signal("event_handler.\n3 forged", "", 100);
+
+    EXPECT_TRUE(m_log.has("4 eventd: signal 'event_handler.?3 forged' of 0 bytes had no effect"));
+}
+
 TEST_F(Handler, ADefinitionWithABadRowDefinesNothing) {
     Restore();
 

@@ -128,6 +128,17 @@ TEST_F(ChildProgram, KeepsAStreamWhosePathCannotBeOpened) {
                        "6 src/Process: process: stub ::exited with exitcode: 0"}));
 }
 
+TEST_F(ChildProgram, AStreamsPathCannotMakeALogLineOfItsOwn) {
+    m_programs.write("stub", "true");
+    Process process("stub");
+    process.setStdoutPath("/no/output\n3 forged");
+
+    EXPECT_EQ(process.run(), 0);
+
+    EXPECT_TRUE(
+        m_log.has("3 src/Process: process: Error opening /no/output?3 forged: No such file or directory"));
+}
+
 TEST_F(ChildProgram, HasItsStreamsEvenIfThisProgramHasNone) {
     UniqueFd kept[] = {UniqueFd(fcntl(0, F_DUPFD_CLOEXEC, 10)), UniqueFd(fcntl(1, F_DUPFD_CLOEXEC, 10)),
                        UniqueFd(fcntl(2, F_DUPFD_CLOEXEC, 10))};

@@ -285,6 +285,24 @@ TEST_F(SystemDebugObjectTest, IgnoresValuesThatAreNoText) {
         1);
 }
 
+TEST_F(SystemDebugObjectTest, KeysAndTextsOfTheBusCannotMakeLogLinesOfTheirOwn) {
+    requestReport();
+    const std::string key = std::string(kReportKey) + "\n3 key";
+    m_database.setString(kReportKey, "bad\n3 text");
+    m_database.setInt(key, 1);
+    const CapturedLog log;
+
+    announce({kReportKey});
+    announce({key});
+
+    const std::string module = " src/SystemDebugObject: ";
+    EXPECT_TRUE(log.has("6" + module + "Received message String data=bad?3 text"));
+    EXPECT_TRUE(log.has("6" + module + "SystemDebug Replacing string:bad?3 text "));
+    EXPECT_TRUE(log.has("7" + module + "ReplaceItem Attribute diagnostic_report to bad?3 text to "));
+    EXPECT_TRUE(log.has("6" + module + "Received message Name = ram.diag.save?3 key, Type = 3"));
+    EXPECT_TRUE(log.has("4" + module + "Received message data unexpected, Name=ram.diag.save?3 key, Type=3"));
+}
+
 TEST_F(SystemDebugObjectTest, IgnoresADeletedKey) {
     requestReport();
     const Answer before = get(kDebug);

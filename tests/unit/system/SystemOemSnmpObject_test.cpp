@@ -112,6 +112,18 @@ TEST_F(SystemOemSnmpObjectTest, ReplacesOnlyWhatIsDifferent) {
     EXPECT_EQ(log.countOf("7 src/SystemOemSnmpObject: Replacing"), 0);
 }
 
+TEST_F(SystemOemSnmpObjectTest, ATextOfTheBusCannotMakeALogLineOfItsOwn) {
+    get(kUri);
+    m_database.setString(kName, "new\n3 text");
+    const CapturedLog log;
+
+    announceAndWait({kName});
+
+    EXPECT_TRUE(
+        log.has("6 src/SystemOemSnmpObject: OemSnmp: Received message "
+                "ram.system.oemsnmp.sys_name new?3 text"));
+}
+
 TEST_F(SystemOemSnmpObjectTest, LogsWhatItReplaces) {
     get(kUri);
     m_database.setString(kName, "new");

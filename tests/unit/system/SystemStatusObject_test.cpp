@@ -223,6 +223,23 @@ TEST_F(SystemStatusObjectTest, RefusesAStateThatIsAString) {
     EXPECT_EQ(log.count("3 src/SystemStatusObject: SystemStatus Replacing string:READY unexpected"), 1);
 }
 
+TEST_F(SystemStatusObjectTest, KeysAndTextsOfTheBusCannotMakeLogLinesOfTheirOwn) {
+    createObject();
+    const std::string key = std::string(kStatus) + "\n3 key";
+    m_database.setString(kStatus, "READY\n3 text");
+    m_database.setBinary(key, "1234");
+    const CapturedLog log;
+
+    announceAndWait({kStatus, key});
+
+    const std::string module = " src/SystemStatusObject: SystemStatus";
+    EXPECT_TRUE(log.has("3" + module + " Replacing string:READY?3 text unexpected"));
+    EXPECT_TRUE(log.has("6" + module + ": Received message String data=READY?3 text"));
+    EXPECT_TRUE(log.has("6" + module + ": Received message Name = ram.status.system?3 key, Type = 16"));
+    EXPECT_TRUE(
+        log.has("4" + module + ": Received message data unexpected, Name=ram.status.system?3 key, Type=16"));
+}
+
 TEST_F(SystemStatusObjectTest, RefusesAStateOfAnotherType) {
     createObject();
     subscribe("/system/status", "ALL");

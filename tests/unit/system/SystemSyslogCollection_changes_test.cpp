@@ -90,6 +90,16 @@ TEST_F(SyslogChangesTest, IsEmptyWhenTheDatabaseIsOutOfReach) {
     EXPECT_EQ(get(kRules), (Answer{200, "[]"}));
 }
 
+TEST_F(SyslogChangesTest, ARulesTextCannotMakeALogLineOfItsOwn) {
+    m_database.setString(key("1.action"), "/a\n3 text");
+    const CapturedLog log;
+
+    list();
+
+    EXPECT_TRUE(
+        log.has("6 src/SystemSyslogCollection:  dumpSyslogMap: 1: Selector/Action (null) : /a?3 text"));
+}
+
 TEST_F(SyslogChangesTest, LogsWhatItReadAtFirst) {
     m_database.setString(key("1.action"), "/a");
     const CapturedLog log;
