@@ -76,6 +76,27 @@ TEST_F(AccessOverHttp, TheSameMapHoldsForJsonRpc) {
     EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItemCaseSensitive(error, "code")), 404.0);
 }
 
+// A notification is not held against the map: only the path on which it was subscribed to is.
+TEST(AccessToASubscription, IsThatOfItsOwnPathAndTellsWhatIsClosedToReading) {
+    RunningUnit unit;
+    unit.writeAccessMap(
+        R"json({"/example/subscriptions(/|$)": {"POST": 0}, "/example/test$": {"PUT": 0}})json");
+    unit.start();
+    RpcClient client = unit.rpc();
+    ASSERT_EQ(unit.http().request("GET", "/example/test").status, 401);
+
+    const JsonPtr created =
+        client.call("create", R"json({"path": "/example/subscriptions/example/test"})json");
+    ASSERT_NE(cJSON_GetObjectItemCaseSensitive(created.get(), "result"), nullptr);
+    ASSERT_EQ(unit.http().request("PUT", "/example/test", R"({"data": {"a": "secret"}})", kAcceptJson).status,
+              200);
+
+    const JsonPtr told = client.receive();
+    const cJSON* params = cJSON_GetObjectItemCaseSensitive(told.get(), "params");
+    const cJSON* data = cJSON_GetObjectItemCaseSensitive(params, "data");
+    EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(data, "a")), "secret");
+}
+
 TEST(AccessMapFile, AMissingOneClosesEverything) {
     RunningUnit unit;
     std::filesystem::remove(unit.directory() / "accessmap.json");

@@ -122,6 +122,16 @@ TEST_F(SampleAccessMap, NarrowsWhatAnotherRuleOpens) {
     EXPECT_EQ(Status("GET", "/system/oem/privileged-cmds"), 401);
 }
 
+TEST_F(SampleAccessMap, ClosesTheSubscriptionsThatWouldTellWhatItCloses) {
+    for (const std::string path :
+         {"", "/", "/debug", "/debug/syslog-rules", "/oem", "/oem/", "/oem/privileged-cmds"}) {
+        EXPECT_EQ(RpcError("create", R"({"path": "/system/subscriptions/system)" + path +
+                                         R"(", "data": {"recursive": true}})"),
+                  404)
+            << path;
+    }
+}
+
 TEST_F(SampleAccessMap, RefusesTheOtherWrites) {
     EXPECT_EQ(Status("PUT", "/system/debug", R"({"data": {"request": "DIAG_REPORT"}})"), 401);
     EXPECT_EQ(Status("POST", "/system/oem/privileged-cmds", R"({"data": {"command": "id"}})"), 401);
