@@ -6,10 +6,12 @@
 
 #include "FaultFixture.h"
 #include "RubbishDatabase.h"
+#include "events/event_wire.h"
 
 // What the daemon does when what answers in the place of the database makes no sense. A reply that contradicts itself
 // in its fixed part, or that has a piece of an entry at its end, ends the process, as a broken rule between the programs of
-// the unit does: its supervisor starts it again. Nothing is ever read or written outside of the reply.
+// the unit does: its supervisor starts it again. So does an event that leaves a gap in the list. Nothing is ever read or
+// written outside of the reply.
 
 namespace {
 
@@ -188,6 +190,21 @@ TEST_F(Rubbish, ChangesThatMakeNoSenseArePassedOver) {
 
     EXPECT_EQ(GetOnce(kTest, R"({"a":"x","b":null,"c":null})"), R"({"a":"x","b":null,"c":null})");
     EXPECT_EQ(m_unit.daemon().output().find("Sanitizer"), std::string::npos);
+}
+
+TEST_F(Rubbish, AnEventBeyondTheEndOfTheListEndsTheDaemon) {
+    m_unit.startDatabase();
+    m_unit.startDaemon();
+    ASSERT_EQ(Get("/system/user-events/alerts"), "[]");
+    const auto event = user_event_encode({.state = kEventStateOn, .ev_id = 5});
+    std::string change;
+    config_vbuf_append(change, {CONFIG_TYPE_BINARY, CONFIG_OK, "dyn.evh.store.150",
+                                std::string(event.begin(), event.end())});
+    BusPeer rubbish(UniqueFd(socket_create_client(m_unit.busAddress().c_str())));
+
+    rubbish.Send(WireMessage{1, 0, 0, 0, "config.change.dyn", change});
+
+    EXPECT_EQ(End(), "aborted");
 }
 
 }  // namespace
