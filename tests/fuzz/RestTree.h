@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "ClosedBus.h"
@@ -58,11 +59,12 @@ class RestTree {
         };
         add("ram.system.test.a", CONFIG_TYPE_STRING, text.c_str(), text.size() + 1);
         add("ram.system.test.c", CONFIG_TYPE_INT, &number, sizeof number);
-        add("ram.system.test.static.x.a", CONFIG_TYPE_STRING, text.c_str(), text.size() + 1);
-        add("ram.system.test.dynamic.1.a", CONFIG_TYPE_STRING, text.c_str(), text.size() + 1);
+        add("ram.system.test.static.x.abc", CONFIG_TYPE_STRING, text.c_str(), text.size() + 1);
+        add("ram.system.test.dynamic.1.def", CONFIG_TYPE_STRING, text.c_str(), text.size() + 1);
         const Malloced<void> owner(buffer);
-        m_bus.signal("config.change.ram", {static_cast<const uint8_t*>(buffer), used});
+        signal("config.change.ram", {static_cast<const uint8_t*>(buffer), used});
     }
+    void signal(const char* name, std::span<const uint8_t> data) { m_bus.signal(name, data); }
 
   private:
     WebConfiguration m_configuration{R"({"hab.path": ""})"};  // the access map is beside it
