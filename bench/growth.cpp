@@ -139,8 +139,8 @@ std::vector<double> print_fetches(const std::string& which, const Rounds& rounds
     return costs;
 }
 
-// What each event adds between one size and the next. There is no goal: from some sixty events on an answer takes a
-// second write, as a write takes 128 pieces and an event and its comma are two, and that is in the later price.
+// What each event adds between one size and the next. There is no goal: it is a tenth of a microsecond, and what the
+// machine does beside is more than the difference.
 void print_slopes(const Rounds& all) {
     std::vector<double> slopes;
     for (size_t i = 1; i < all.size(); ++i) {

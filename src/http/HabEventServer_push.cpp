@@ -79,8 +79,8 @@ std::shared_ptr<const std::string> eventText(const char* data, unsigned long id)
     return text ? std::make_shared<const std::string>(text.get()) : nullptr;
 }
 
-// EventList: the body {"settings-update": [...]}, in which the stored texts are referred to and not copied: one
-// publication may answer many clients with all that is stored.
+// EventList: the body {"settings-update": [...]}, in which long texts are referred to and not copied: one publication may
+// answer many clients with all that is stored. A short one costs less as a copy than as a piece of the body.
 class EventList {
   public:
     EventList() : m_body(evbuffer_new()) { evbuffer_add_printf(m_body.get(), "{\"settings-update\":["); }
@@ -92,6 +92,10 @@ class EventList {
         }
         if (m_count++ > 0) {
             evbuffer_add(m_body.get(), ",", 1);
+        }
+        if (event.text->size() <= kShortText) {
+            evbuffer_add(m_body.get(), event.text->data(), event.text->size());
+            return true;
         }
         auto* kept = new std::shared_ptr<const std::string>(event.text);
         evbuffer_add_reference(m_body.get(), event.text->data(), event.text->size(), release, kept);
@@ -105,6 +109,8 @@ class EventList {
     }
 
   private:
+    static constexpr std::size_t kShortText = 512;
+
     static void release(const void*, size_t, void* kept) {
         const std::unique_ptr<std::shared_ptr<const std::string>> owner(
             static_cast<std::shared_ptr<const std::string>*>(kept));

@@ -32,6 +32,20 @@ TEST_F(PushChannels, GiveAllEventsWithoutAFromId) {
     });
 }
 
+TEST_F(PushChannels, GiveShortAndLongEventsInTheirOrder) {
+    Serve([this] {
+        const std::string text(2000, 'x');
+        Publish(R"({"n":"short"})");
+        Publish(R"({"n":")" + text + R"("})");
+        Publish(R"({"n":"short"})");
+
+        const std::string answer = m_server.connect().exchange(Subscription("?channel=a"));
+
+        EXPECT_EQ(EventsOf(answer), (Events{R"({"n":"short","id":1})", R"({"n":")" + text + R"(","id":2})",
+                                            R"({"n":"short","id":3})"}));
+    });
+}
+
 TEST_F(PushChannels, LetASubscriberWithoutANewerEventWaitForTheNextPublication) {
     Serve([this] {
         PublishEvents(2);
