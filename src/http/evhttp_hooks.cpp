@@ -19,6 +19,7 @@
 #include <event2/event.h>
 #include <event2/http.h>
 #include <event2/http_struct.h>
+#include <event2/keyvalq_struct.h>
 
 #include "src/base/owners.h"
 
@@ -328,6 +329,17 @@ extern "C" void evhttp_request_free(evhttp_request* req) {
         gone.call(req);
     }
     libraryFree(req);
+}
+
+// The library limits the bytes of the headers and not their number, and a header of two bytes takes more than a hundred
+// of memory. Lists are short: they are counted anew with every header.
+extern "C" int evhttp_add_header(evkeyvalq* headers, const char* key, const char* value) {
+    static const auto libraryAdd = libraryFunction<decltype(&evhttp_add_header)>("evhttp_add_header");
+    std::size_t count = 0;
+    for (const evkeyval* header = headers->tqh_first; header != nullptr; header = header->next.tqe_next) {
+        ++count;
+    }
+    return count < kMaxHttpHeaders ? libraryAdd(headers, key, value) : -1;
 }
 
 void evhttp_set_prehandle_cb(evhttp* http, evhttp_hook_cb cb, void* arg) {

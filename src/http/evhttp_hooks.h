@@ -14,15 +14,20 @@ struct evhttp_request;
 // age limit for requests that never become complete, a limit on connections, and an end to reading what no limit of the library covers (a
 // chunk length without end, requests piled up behind an answer).
 //
-// It works by standing in front of the library: this module defines evhttp_request_new and evhttp_request_free
-// and hands on to the library's own. Calls inside the library arrive here as well; the configure step checks
-// that the installed library lets them through. Client requests and servers that are not registered here pass
-// through untouched; a client request must not have a registered evhttp as its argument.
+// It works by standing in front of the library: this module defines evhttp_request_new, evhttp_request_free and
+// evhttp_add_header and hands on to the library's own. Calls inside the library arrive here as well; the configure step
+// checks that the installed library lets them through. Client requests and servers that are not registered here pass
+// through untouched, but for the number of their headers; a client request must not have a registered evhttp as its
+// argument.
 //
 // Owns:      one record per live request of a registered server.
 // Threads:   callbacks run on the thread of the server's loop; the tables are guarded, so other threads may run
 //            evhttp of their own at the same time.
 // Lifetime:  a registration ends with evhttp_hooks_free().
+
+// evhttp_add_header fails with more headers in a list. While the library reads a request, it takes that for a broken
+// one: 400 and the end of the connection.
+inline constexpr std::size_t kMaxHttpHeaders = 256;
 
 using evhttp_hook_cb = void (*)(evhttp_request* req, void* arg);
 

@@ -52,6 +52,15 @@ class EvhttpHooks : public HttpFixture {
         evhttp_hooks_set_max_connections(m_http.get(), max, onRefused, this);
     }
 
+    // As small as they can be.
+    static std::string Headers(int count) {
+        std::string headers;
+        for (int i = 0; i < count; ++i) {
+            headers += "a:\n";
+        }
+        return headers;
+    }
+
     // A PUT of `length` bytes, of which the first `sent` go out and arrive.
     void BeginPut(RawHttpClient& client, std::size_t length, std::size_t sent) {
         client.send("PUT /a HTTP/1.1\r\nContent-Length: " + std::to_string(length) + "\r\n\r\n" +

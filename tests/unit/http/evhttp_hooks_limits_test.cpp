@@ -11,6 +11,7 @@
 #include <event2/bufferevent.h>
 #include <event2/http.h>
 #include <event2/http_struct.h>
+#include <event2/keyvalq_struct.h>
 #include <gmock/gmock.h>
 
 #include "EvhttpHooksFixture.h"
@@ -105,6 +106,55 @@ TEST_F(EvhttpHooks, LeaveConnectionsOfOtherServersAlone) {
     evhttp_hooks_close_stale(other.get(), 0);
 
     EXPECT_NE(client.exchange("abcdef"), "");
+}
+
+// Headers.
+
+TEST_F(EvhttpHooks, TakeAsManyHeadersAsThereMayBe) {
+    EXPECT_NE(connect().exchange("GET /a HTTP/1.1\r\n" + Headers(256) + "\r\n"), "");
+
+    EXPECT_EQ(m_events, (Events{"headers", "request ", "gone"}));
+}
+
+TEST_F(EvhttpHooks, CloseAConnectionWithTooManyHeaders) {
+    RawHttpClient client = connect();
+    client.send("GET /a HTTP/1.1\r\n" + Headers(257) + "\r\n");
+
+    EXPECT_TRUE(client.isClosedByServer());
+    EXPECT_TRUE(client.receive().starts_with("HTTP/1.1 400"));
+    EXPECT_EQ(std::ranges::count(m_events, "headers"), 0);
+}
+
+TEST_F(EvhttpHooks, CloseAConnectionWithTooManyHeadersBeforeTheyEnd) {
+    RawHttpClient client = connect();
+    client.send("GET /a HTTP/1.1\r\n" + Headers(257));
+
+    EXPECT_TRUE(client.isClosedByServer());
+}
+
+// Some versions of the library forget them, others add them to those in front of the body.
+TEST_F(EvhttpHooks, KeepFewHeadersBehindABodyInChunks) {
+    std::size_t most = 0;
+    onRequest = [&most](evhttp_request* req) {
+        for (const evkeyval* header = req->input_headers->tqh_first; header != nullptr;
+             header = header->next.tqe_next) {
+            ++most;
+        }
+        evhttp_send_reply(req, 200, "OK", nullptr);
+    };
+
+    EXPECT_NE(connect().exchange(kChunkedHeaders + std::string("1\r\nx\r\n0\r\n") + Headers(5000) + "\r\n"),
+              "");
+
+    EXPECT_LE(most, kMaxHttpHeaders);
+}
+
+TEST_F(EvhttpHooks, CountTheHeadersOfEachRequestByThemselves) {
+    RawHttpClient client = connect();
+
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_NE(client.exchange("GET /a HTTP/1.1\r\n" + Headers(200) + "\r\n"), "");
+    }
 }
 
 // Input without a limit of its own.
