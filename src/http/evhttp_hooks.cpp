@@ -3,7 +3,6 @@
 #include "src/http/evhttp_hooks.h"
 
 #include <dlfcn.h>
-#include <strings.h>
 
 #include <chrono>
 #include <limits>
@@ -184,9 +183,9 @@ void keepChunk(evhttp_request* req, void*) {
     makeRoom(req);
 }
 
-bool isChunked(const evhttp_request* req) {
-    const char* coding = evhttp_find_header(req->input_headers, "Transfer-Encoding");
-    return coding != nullptr && strcasecmp(coding, "chunked") == 0;
+// Whether it is one in chunks is for the library to say, which knows more spellings of it than "chunked".
+bool hasCodedBody(const evhttp_request* req) {
+    return evhttp_find_header(req->input_headers, "Transfer-Encoding") != nullptr;
 }
 
 void startKeepingChunks(evhttp_request* req) {
@@ -268,7 +267,7 @@ int onHeaders(evhttp_request* req, void* http) {
     if (req->chunk_cb != nullptr) {
         changeRecord(req, [req](Record& record) { record.pieces.function = req->chunk_cb; });
         req->chunk_cb = onPiece;
-    } else if (isChunked(req)) {
+    } else if (hasCodedBody(req)) {
         startKeepingChunks(req);
     }
     return 0;

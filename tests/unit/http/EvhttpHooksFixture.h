@@ -68,6 +68,27 @@ class EvhttpHooks : public HttpFixture {
         client.pending();
     }
 
+    // Sends a body of 50 chunks of one byte, each by itself, behind the headers of a request: the number of blocks that
+    // it is in when it is complete.
+    int BlocksOfTinyChunks(const std::string& headers) {
+        int blocks = 0;
+        onRequest = [&blocks](evhttp_request* req) {
+            blocks = evbuffer_peek(evhttp_request_get_input_buffer(req), -1, nullptr, nullptr, 0);
+            EXPECT_EQ(TakeBody(req), std::string(50, 'x'));
+            evhttp_send_reply(req, 200, "OK", nullptr);
+        };
+        RawHttpClient client = connect();
+        client.send(headers);
+        SeesEvents(1);
+        for (int i = 0; i < 50; ++i) {
+            client.send("1\r\nx");
+            TurnFor(std::chrono::milliseconds(2));
+            client.send("\r\n");
+        }
+        client.exchange("0\r\n\r\n");
+        return blocks;
+    }
+
     void TurnFor(std::chrono::milliseconds time) {
         const auto end = std::chrono::steady_clock::now() + time;
         pump_until(m_base.get(), [end] { return std::chrono::steady_clock::now() >= end; });

@@ -50,6 +50,12 @@ INSTANTIATE_TEST_SUITE_P(HiddenRequest, EveryMethod,
                          testing::Values("GET", "HEAD", "POST", "PUT", "DELETE", "OPTIONS", "TRACE",
                                          "CONNECT", "PATCH", "head", "BREW"));
 
+class EverySpelling : public HiddenRequest, public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(HiddenRequest, EverySpelling,
+                         testing::Values("\tchunked", "\r\n chunked", " chunked;x", " gzip, chunked",
+                                         " chunked, gzip"));
+
 // TCP_NODELAY of each open connection of this process whose own port is that one.
 std::vector<int> NoDelayOfConnections(std::uint16_t port) {
     std::vector<int> found;
@@ -83,6 +89,18 @@ TEST_P(EveryMethod, ServesNoRequestHiddenInAChunk) {
     EXPECT_EQ(ServedBehind(std::string(GetParam()) +
                            " /a HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n" + size + "\r\n" +
                            kHidden + "\r\n0\r\n\r\n"),
+              0);
+}
+
+TEST_P(EverySpelling, ServesNoRequestHiddenInWhatMayBeChunks) {
+    EXPECT_EQ(ServedBehind("PUT /a HTTP/1.1\r\nHost: x\r\nTransfer-Encoding:" + std::string(GetParam()) +
+                           "\r\n\r\n" + kHidden),
+              0);
+}
+
+TEST_P(EverySpelling, ServesNoRequestBehindWhatMayBeChunks) {
+    EXPECT_EQ(ServedBehind("PUT /a HTTP/1.1\r\nHost: x\r\nTransfer-Encoding:" + std::string(GetParam()) +
+                           "\r\n\r\n0\r\n\r\n" + kHidden),
               0);
 }
 

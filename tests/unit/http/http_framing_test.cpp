@@ -53,6 +53,13 @@ TEST_F(HttpFraming, IsInDoubtWithAnotherTransferCoding) {
     EXPECT_FALSE(IsClear("PUT", "Transfer-Encoding: gzip, chunked\r\n", "0\r\n\r\n"));
 }
 
+TEST_F(HttpFraming, IsInDoubtWithChunksInAnotherSpelling) {
+    EXPECT_FALSE(IsClear("PUT", "Transfer-Encoding:\tchunked\r\n", "0\r\n\r\n"));
+    EXPECT_FALSE(IsClear("PUT", "Transfer-Encoding:\r\n chunked\r\n", "0\r\n\r\n"));
+    EXPECT_FALSE(IsClear("PUT", "Transfer-Encoding: chunked;x\r\n", "0\r\n\r\n"));
+    EXPECT_FALSE(IsClear("PUT", "Transfer-Encoding: chunked, chunked\r\n", "0\r\n\r\n"));
+}
+
 TEST_F(HttpFraming, IsInDoubtWithTwoTransferCodings) {
     EXPECT_FALSE(IsClear("PUT", "Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked\r\n", "0\r\n\r\n"));
 }
