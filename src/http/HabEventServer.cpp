@@ -39,7 +39,6 @@ constexpr int kBacklog = 10240;
 constexpr long kMaxHeaderBytes = 64L * 1024;
 constexpr std::size_t kMaxHeldBytes = std::size_t{64} * 1024 * 1024;  // of all bodies
 constexpr int kTimeoutSeconds = 60;
-constexpr long kMaxIncompleteMs = 60 * 1000;
 constexpr timeval kSweepInterval = {1, 0};
 constexpr timeval kAcceptPause = {0, 500000};
 
@@ -108,13 +107,16 @@ void onAcceptError(evconnlistener* listener, void*) {
 }
 
 void onSweep(evutil_socket_t, short, void* arg) {
-    static_cast<HabEventServer*>(arg)->sweep_idle(kMaxIncompleteMs);
+    static_cast<HabEventServer*>(arg)->sweep_idle();
 }
 
 }  // namespace
 
-HabEventServer::HabEventServer(int port, std::size_t maxConnections)
-    : m_port(port), m_instanceId(static_cast<unsigned long>(random())), m_limit(kModule, maxConnections) {
+HabEventServer::HabEventServer(int port, std::size_t maxConnections, long maxIncompleteMs)
+    : m_port(port),
+      m_instanceId(static_cast<unsigned long>(random())),
+      m_limit(kModule, maxConnections),
+      m_maxIncompleteMs(maxIncompleteMs) {
     HAB_ASSERT(pthread_mutex_init(&m_lock, nullptr) == 0, "pthread_mutex_init(&m_lock, __null) == 0");
     evthread_use_pthreads();
     m_evbase.reset(event_init());

@@ -30,9 +30,12 @@ class HabRequestEvent;
 class HabEventServer {
   public:
     static constexpr std::size_t kMaxConnections = 512;
+    static constexpr long kMaxIncompleteMs = 60 * 1000;
 
-    // A negative port: no HTTP. Port 0: the kernel chooses one, see boundPort().
-    explicit HabEventServer(int port, std::size_t maxConnections = kMaxConnections);
+    // A negative port: no HTTP. Port 0: the kernel chooses one, see boundPort(). Connections whose request is not
+    // complete after maxIncompleteMs are closed within a second.
+    explicit HabEventServer(int port, std::size_t maxConnections = kMaxConnections,
+                            long maxIncompleteMs = kMaxIncompleteMs);
 
     // A published event.
     struct UpdateEvent {
@@ -88,8 +91,10 @@ class HabEventServer {
     void request_gone(evhttp_request* req);
     // Runs for each connection that is closed at once because as many as may be are open.
     void connection_refused();
-    // Closes connections that have not got a request finished within this time; runs every second.
+    // Closes connections that have not got a request finished within this time.
     void sweep_idle(long max_age_ms);
+    // Closes those that have had their time; runs every second.
+    void sweep_idle() { sweep_idle(m_maxIncompleteMs); }
 
   private:
     bool startHttp();
@@ -129,6 +134,7 @@ class HabEventServer {
     std::unordered_map<evhttp_connection*, Waiting> m_waiting;
     int m_boundPort = -1;
     ConnectionLimit m_limit;
+    long m_maxIncompleteMs;
     COwned<evhttp, evhttp_hooks_free> m_http;
     EventPtr m_sweepTimer;
 };

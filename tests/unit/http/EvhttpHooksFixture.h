@@ -117,9 +117,10 @@ class EvhttpHooks : public HttpFixture {
         self->m_events.emplace_back("headers");
         self->m_request = req;
         self->m_wasComplete = evhttp_hooks_is_complete(req);
-        if (timerisset(&self->m_readLimit)) {
+        const auto limit = [](const timeval& time) { return timerisset(&time) ? &time : nullptr; };
+        if (timerisset(&self->m_readLimit) || timerisset(&self->m_writeLimit)) {
             bufferevent* connection = evhttp_connection_get_bufferevent(evhttp_request_get_connection(req));
-            bufferevent_set_timeouts(connection, &self->m_readLimit, nullptr);
+            bufferevent_set_timeouts(connection, limit(self->m_readLimit), limit(self->m_writeLimit));
         }
         if (self->m_streams) {
             evhttp_request_set_chunked_cb(req, onPiece);
@@ -141,7 +142,9 @@ class EvhttpHooks : public HttpFixture {
     bool m_wasComplete = false;
     bool m_streams = false;
     int m_refused = 0;
-    timeval m_readLimit{};  // of a connection, from its request's headers on; not set: the server's
+    // Of a connection, from its request's headers on; neither set: the server's.
+    timeval m_readLimit{};
+    timeval m_writeLimit{};
     std::function<void(evhttp_request*)> onPieceTaken = [](evhttp_request*) {};
 };
 

@@ -96,6 +96,18 @@ TEST_F(EvhttpHooks, LeaveAReaderAsLongAsItTakes) {
     EXPECT_GT(client.receive().size(), kLargeAnswer);
 }
 
+TEST_F(EvhttpHooks, CloseTheConnectionOfAClientThatTakesNothingOfItsAnswer) {
+    onRequest = SendLargeAnswer;
+    m_writeLimit = {0, 20000};
+    RawHttpClient client = connect();
+    client.send(kGet);
+
+    ASSERT_TRUE(SeesEvents(2));
+
+    EXPECT_EQ(m_events, (Events{"headers", "gone"}));
+    EXPECT_TRUE(client.isClosedByServer());
+}
+
 TEST_F(EvhttpHooks, LeaveConnectionsOfOtherServersAlone) {
     RawHttpClient client = connect();
     client.send(kPostHeaders);
