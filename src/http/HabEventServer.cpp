@@ -37,7 +37,7 @@ namespace {
 constexpr const char* kModule = "src/HabEventServer";
 constexpr int kBacklog = 10240;
 constexpr long kMaxHeaderBytes = 64L * 1024;
-constexpr std::size_t kMaxHeldBytes = std::size_t{64} * 1024 * 1024;  // of all bodies
+constexpr std::size_t kMaxHeldBytes = std::size_t{64} * 1024 * 1024;  // of all bodies and answers
 constexpr int kTimeoutSeconds = 60;
 constexpr timeval kSweepInterval = {1, 0};
 constexpr timeval kAcceptPause = {0, 500000};

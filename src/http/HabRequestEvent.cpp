@@ -14,6 +14,8 @@
 
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/printable_text.h"
+#include "src/http/evhttp_hooks.h"
 #include "src/http/habhelper.h"
 #include "src/http/http_reply.h"
 
@@ -337,5 +339,6 @@ void HabRequestEvent::answer(int code, const char* reason) {
 // The library frees the request once the answer is written, or right here when the connection is gone.
 void HabRequestEvent::send() {
     m_answer = Answer::kSent;
+    evhttp_hooks_hold_answer(m_req, evbuffer_get_length(m_evBuf.get()));
     http_send_reply(std::exchange(m_req, nullptr), m_answerCode, m_answerReason.c_str(), m_evBuf.get());
 }

@@ -28,7 +28,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kMaxChunkLine = 4096;
 constexpr std::size_t kMaxPipelined = 65536;
-// A request that holds less than this is not worth looking at all others for.
+// A request that holds less than this is not worth looking at all others for, or closing.
 constexpr std::size_t kSmallBody = 65536;
 
 struct Callback {
@@ -56,8 +56,9 @@ struct Record {
     Callback serve;  // the library's own, for a complete request
     Clock::time_point created = Clock::now();
     bool complete = false;
-    bool watched = false;  // onInput is installed
-    bool dropped = false;  // its connection is going to be closed, for what it holds
+    bool watched = false;    // onInput is installed
+    bool dropped = false;    // its connection is going to be closed, for what it holds
+    std::size_t answer = 0;  // the bytes of it; they stay in one piece in memory until all are sent
     Callback pieces;
     std::shared_ptr<evbuffer> chunks;  // what has come of a body in chunks that is kept whole
 };
@@ -128,16 +129,16 @@ evbuffer* inputOf(const evhttp_request* req) {
 }
 
 std::size_t heldBy(const evhttp_request* req, const Record& record) {
-    return evbuffer_get_length(inputOf(req)) + evbuffer_get_length(req->input_buffer) +
+    return evbuffer_get_length(inputOf(req)) + evbuffer_get_length(req->input_buffer) + record.answer +
            (record.chunks != nullptr ? evbuffer_get_length(record.chunks.get()) : 0);
 }
 
-// Of the requests that hold too much together the one with most, which from now on counts as dropped. Null when they
-// may hold it.
-const evhttp_request* takeLargest(const evhttp* http) {
+// Of the requests that hold too much together the one with most but for the spared one, which from now on counts as
+// dropped. Null when they may hold it, and when there is nothing to be had from the others.
+const evhttp_request* takeLargest(const evhttp* http, const evhttp_request* spared) {
     const std::lock_guard guard(tablesLock);
     const evhttp_request* largest = nullptr;
-    std::size_t most = 0;
+    std::size_t most = kSmallBody - 1;
     std::size_t sum = 0;
     for (const auto& [req, record] : records) {
         if (record.http != http || record.dropped || req->evcon == nullptr) {
@@ -145,7 +146,7 @@ const evhttp_request* takeLargest(const evhttp* http) {
         }
         const std::size_t held = heldBy(req, record);
         sum += held;
-        if (largest == nullptr || held > most) {
+        if (req != spared && held > most) {
             largest = req;
             most = held;
         }
@@ -159,12 +160,12 @@ const evhttp_request* takeLargest(const evhttp* http) {
 
 // Each request keeps to its own limits, but as many as there are connections would fill the memory of a small device
 // together. Inside the callbacks of a buffer no connection can be freed: the loop does it.
-void makeRoom(const evhttp_request* req) {
+void makeRoom(const evhttp_request* req, const evhttp_request* spared) {
     const Record record = copyOf(records, req);
-    if (record.http == nullptr || heldBy(req, record) < kSmallBody) {
+    if (record.http == nullptr || req->evcon == nullptr || heldBy(req, record) < kSmallBody) {
         return;
     }
-    if (const evhttp_request* largest = takeLargest(record.http); largest != nullptr) {
+    while (const evhttp_request* largest = takeLargest(record.http, spared)) {
         bufferevent* connection = evhttp_connection_get_bufferevent(largest->evcon);
         bufferevent_disable(connection, EV_READ);
         bufferevent_trigger_event(connection, BEV_EVENT_READING | BEV_EVENT_EOF, BEV_TRIG_DEFER_CALLBACKS);
@@ -180,7 +181,7 @@ void keepChunk(evhttp_request* req, void*) {
     for (int count = 0; (count = evbuffer_remove(req->input_buffer, block, sizeof block)) > 0;) {
         evbuffer_add(chunks.get(), block, static_cast<std::size_t>(count));
     }
-    makeRoom(req);
+    makeRoom(req, nullptr);
 }
 
 // Whether it is one in chunks is for the library to say, which knows more spellings of it than "chunked".
@@ -223,7 +224,7 @@ void onInput(evbuffer* input, const evbuffer_cb_info* info, void* arg) {
         bufferevent_disable(evhttp_connection_get_bufferevent(req->evcon), EV_READ);
     }
     if (info->n_added > 0 && (info->orig_size + info->n_added) / kSmallBody > info->orig_size / kSmallBody) {
-        makeRoom(req);
+        makeRoom(req, nullptr);
     }
 }
 
@@ -364,6 +365,11 @@ void evhttp_hooks_set_max_connections(evhttp* http, std::size_t max, evhttp_hook
 void evhttp_hooks_set_max_held(evhttp* http, std::size_t max) {
     const std::lock_guard guard(tablesLock);
     servers[http].maxHeld = max;
+}
+
+void evhttp_hooks_hold_answer(const evhttp_request* req, std::size_t size) {
+    changeRecord(req, [size](Record& record) { record.answer = size; });
+    makeRoom(req, req);
 }
 
 std::vector<std::string> evhttp_hooks_peers(const evhttp* http) {

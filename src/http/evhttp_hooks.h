@@ -47,9 +47,13 @@ void evhttp_hooks_set_gone_cb(evhttp* http, evhttp_hook_cb cb, void* arg);
 // Closes every further connection at once while `max` are open; `refused` runs for each, with no request.
 void evhttp_hooks_set_max_connections(evhttp* http, std::size_t max, evhttp_hook_cb refused, void* arg);
 
-// Lets the requests of the server hold `max` bytes of bodies together. With more, the connection of the one that holds
-// most is closed on the next turn of the loop.
+// Lets the requests of the server hold `max` bytes of bodies and answers together. With more, the connections of those
+// that hold most are closed on the next turn of the loop.
 void evhttp_hooks_set_max_held(evhttp* http, std::size_t max);
+
+// Makes an answer of `size` bytes, which is about to be sent, count as held until the request is gone. It is not itself
+// cut for what it adds: who reads it gets it, however long it is, as long as nobody else needs the room.
+void evhttp_hooks_hold_answer(const evhttp_request* req, std::size_t size);
 
 // The addresses at the other ends of the server's open connections.
 [[nodiscard]] std::vector<std::string> evhttp_hooks_peers(const evhttp* http);

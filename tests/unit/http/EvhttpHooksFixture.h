@@ -103,6 +103,11 @@ class EvhttpHooks : public HttpFixture {
         evhttp_send_reply(req, 200, "OK", body.get());
     }
 
+    static void HoldLargeAnswer(evhttp_request* req) {
+        evhttp_hooks_hold_answer(req, kLargeAnswer);
+        SendLargeAnswer(req);
+    }
+
     // Whether the server stops reading from the connection of the request whose headers came last.
     bool StopsReading() {
         return pump_until(m_base.get(), [this] {

@@ -321,6 +321,68 @@ TEST_F(EvhttpHooks, LeaveBodiesThatAreHeldOneAfterTheOtherAlone) {
     }
 }
 
+// Answers in memory.
+
+TEST_F(EvhttpHooks, CloseAConnectionThatDoesNotReadForTheNextAnswer) {
+    evhttp_hooks_set_max_held(m_http.get(), kLargeAnswer + 100000);
+    onRequest = HoldLargeAnswer;
+    RawHttpClient first = connect();
+    first.send(kGet);
+    SeesEvents(1);
+    RawHttpClient second = connect();
+
+    EXPECT_GT(second.exchange(kGet).size(), kLargeAnswer);
+
+    EXPECT_LT(first.receive().size(), kLargeAnswer);
+}
+
+TEST_F(EvhttpHooks, CloseAConnectionThatDoesNotReadForABody) {
+    evhttp_set_max_body_size(m_http.get(), 10000000);
+    evhttp_hooks_set_max_held(m_http.get(), kLargeAnswer + 100000);
+    onRequest = HoldLargeAnswer;
+    RawHttpClient first = connect();
+    first.send(kGet);
+    SeesEvents(1);
+    RawHttpClient second = connect();
+
+    BeginPut(second, 300000, 200000);
+
+    EXPECT_LT(first.receive().size(), kLargeAnswer);
+    EXPECT_GT(second.exchange(std::string(100000, 'x')).size(), kLargeAnswer);
+}
+
+TEST_F(EvhttpHooks, CloseAsManyConnectionsAsAnAnswerNeeds) {
+    evhttp_set_max_body_size(m_http.get(), 10000000);
+    evhttp_hooks_set_max_held(m_http.get(), kLargeAnswer + 100000);
+    onRequest = HoldLargeAnswer;
+    RawHttpClient first = connect();
+    RawHttpClient second = connect();
+    RawHttpClient small = connect();
+    BeginPut(first, 8000000, 7000000);
+    BeginPut(second, 8000000, 7000000);
+    BeginPut(small, 60000, 50000);
+
+    EXPECT_GT(connect().exchange(kGet).size(), kLargeAnswer);
+
+    EXPECT_TRUE(first.isClosedByServer());
+    EXPECT_TRUE(second.isClosedByServer());
+    EXPECT_GT(small.exchange(std::string(10000, 'x')).size(), kLargeAnswer);
+}
+
+TEST_F(EvhttpHooks, LetALoneAnswerGoOutHoweverLongItIs) {
+    evhttp_hooks_set_max_held(m_http.get(), 1000000);
+    onRequest = HoldLargeAnswer;
+    RawHttpClient small = connect();
+    BeginPut(small, 60, 50);
+    RawHttpClient client = connect();
+
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_GT(client.exchange(kGet).size(), kLargeAnswer);
+    }
+
+    EXPECT_GT(small.exchange(std::string(10, 'x')).size(), kLargeAnswer);
+}
+
 // Connections.
 
 TEST_F(EvhttpHooks, CloseAConnectionAboveTheLimitAtOnce) {
