@@ -19,6 +19,7 @@
 
 class HabRequest;
 class HabRequestEvent;
+class PushQuery;
 
 // HabEventServer: the event base of the process and the HTTP server on it, with the push channels "/activity" and
 // "/publish"; every other path goes to the dispatcher.
@@ -103,8 +104,8 @@ class HabEventServer {
     void startStreaming(evhttp_request* req, HabRequestEvent& habReq);
     void openChannel(const std::string& channel);
     static bool sendStored(evhttp_request* req, const std::list<UpdateEvent>& events, unsigned long fromId);
-    void waitOnChannel(evhttp_request* req, const std::string& channel, bool isNew);
-    void wait(evhttp_request* req, std::set<evhttp_request*>* channel);
+    void waitOnChannel(evhttp_request* req, const PushQuery& query, bool isNew);
+    void wait(evhttp_request* req, const PushQuery& query, std::set<evhttp_request*>* channel);
     void logWaiting(const evhttp_connection* closing) const;
     bool handlePublish(evhttp_request* req);
     void pruneEvents();
@@ -124,10 +125,13 @@ class HabEventServer {
     char m_instanceIdText[10] = {};
     pthread_mutex_t m_lock;
 
-    // A waiting request and the set of its channel, null without one.
+    // A waiting request, what it asked for and the set of its channel, null without one.
     struct Waiting {
-        Waiting(evhttp_request* req, std::set<evhttp_request*>* waitsOn, HabEventServer* server);
+        Waiting(evhttp_request* req, const PushQuery& query, std::set<evhttp_request*>* waitsOn,
+                HabEventServer* server);
         evhttp_request* request;
+        unsigned long fromId;
+        std::string fromIdText;  // for the log
         std::set<evhttp_request*>* channel;
         LongPoll poll;
     };

@@ -15,6 +15,7 @@
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
 #include "src/base/json_helpers.h"
+#include "src/base/printable_text.h"
 #include "src/base/scoped_locking.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabEventServer.h"
@@ -151,9 +152,14 @@ bool mayPublish(evhttp_request* req) {
 
 }  // namespace
 
-HabEventServer::Waiting::Waiting(evhttp_request* req, std::set<evhttp_request*>* waitsOn,
-                                 HabEventServer* server)
-    : request(req), channel(waitsOn), poll(req, onClosed, server) {}
+// The query is not read anew with a publication: as long as it may be, all who wait would stop the loop then.
+HabEventServer::Waiting::Waiting(evhttp_request* req, const PushQuery& query,
+                                 std::set<evhttp_request*>* waitsOn, HabEventServer* server)
+    : request(req),
+      fromId(query.fromId()),
+      fromIdText(text_for_log(orEmpty(query.fromIdText()))),
+      channel(waitsOn),
+      poll(req, onClosed, server) {}
 
 void HabEventServer::subscribe_handler(evhttp_request* req) {
     logger_function(6, kModule, "\n\nHabEventServer::subscribe_handler()");
@@ -168,7 +174,7 @@ void HabEventServer::subscribe_handler(evhttp_request* req) {
     const PushQuery query(req);
     if (query.query() == nullptr) {
         // No answer at all: such a client waits until it gives up.
-        wait(req, nullptr);
+        wait(req, query, nullptr);
         return;
     }
     if (!hasChannel(query)) {
@@ -180,7 +186,7 @@ void HabEventServer::subscribe_handler(evhttp_request* req) {
     const bool isNew = !pendingRequests.contains(channel);
     openChannel(channel);
     if (!sendStored(req, pendingEvents[channel], query.fromId())) {
-        waitOnChannel(req, channel, isNew);
+        waitOnChannel(req, query, isNew);
     }
 }
 
@@ -214,7 +220,7 @@ bool HabEventServer::sendStored(evhttp_request* req, const std::list<UpdateEvent
     return true;
 }
 
-void HabEventServer::waitOnChannel(evhttp_request* req, const std::string& channel, bool isNew) {
+void HabEventServer::waitOnChannel(evhttp_request* req, const PushQuery& query, bool isNew) {
     logger_function(7, kModule, "No answer for client - set up for long poll");
     // Every channel ever asked for counts, this one included, and none is ever dropped: of the default 80 at most 79
     // can be waited on. Clients and operators know the limit so.
@@ -223,19 +229,19 @@ void HabEventServer::waitOnChannel(evhttp_request* req, const std::string& chann
         logger_function(3, kModule, "Too many push channels! Max: %d", maxChannels);
         if (isNew) {
             // The table is full and stays full; with the names of refused clients it would grow without end.
-            pendingRequests.erase(channel);
-            pendingEvents.erase(channel);
+            pendingRequests.erase(query.channel());
+            pendingEvents.erase(query.channel());
         }
         http_send_error(req, StatusCode::kForbidden, nullptr);
         return;
     }
-    std::set<evhttp_request*>& requests = pendingRequests[channel];
+    std::set<evhttp_request*>& requests = pendingRequests[query.channel()];
     requests.insert(req);
-    wait(req, &requests);
+    wait(req, query, &requests);
 }
 
-void HabEventServer::wait(evhttp_request* req, std::set<evhttp_request*>* channel) {
-    m_waiting.try_emplace(evhttp_request_get_connection(req), req, channel, this);
+void HabEventServer::wait(evhttp_request* req, const PushQuery& query, std::set<evhttp_request*>* channel) {
+    m_waiting.try_emplace(evhttp_request_get_connection(req), req, query, channel, this);
 }
 
 void HabEventServer::logWaiting(const evhttp_connection* closing) const {
@@ -359,13 +365,12 @@ void HabEventServer::answerWithEvents(evhttp_request* req, evhttp_request* publi
     logger_function(7, kModule, "Handling stored events");
     const char* etag = events.front().etag.c_str();
     logger_function(7, kModule, "insertIter start: (%s)", etag);
-    const PushQuery query(req);
-    const unsigned long fromId = query.fromId();
-    logger_function(7, kModule, "Pending request strFromId=%s > FromId=%lu",
-                    printable(orEmpty(query.fromIdText())).c_str(), fromId);
+    Waiting& waiting = m_waiting.find(evhttp_request_get_connection(req))->second;
+    logger_function(7, kModule, "Pending request strFromId=%s > FromId=%lu", waiting.fromIdText.c_str(),
+                    waiting.fromId);
     EventList newer;
     for (const UpdateEvent& event : events) {
-        if (event.id > fromId && newer.add(event)) {
+        if (event.id > waiting.fromId && newer.add(event)) {
             etag = event.etag.c_str();
             logger_function(7, kModule, "added id=%d, %s", static_cast<int>(event.id), etag);
         }
@@ -373,7 +378,8 @@ void HabEventServer::answerWithEvents(evhttp_request* req, evhttp_request* publi
     http_add_header(req, "Content-type", inputHeader(publisher, "Content-type"));
     http_add_header(req, "Etag", *etag != '\0' ? etag : nullptr);
     http_add_header(req, "Last-Modified", inputHeader(publisher, "Last-Modified"));
-    m_waiting.extract(evhttp_request_get_connection(req)).mapped().poll.resume();
+    waiting.poll.resume();
+    m_waiting.erase(evhttp_request_get_connection(req));
     logger_function(7, kModule, "Request in set - sending reply to %s", peerOf(req));
     http_send_chunked_reply(req, StatusCode::kOk, "OK", newer.finish());
 }
