@@ -24,6 +24,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/printable_text.h"
 #include "src/http/AccessMap.h"
 #include "src/http/HabDispatcher.h"
 #include "src/http/HabHandler.h"
@@ -50,15 +51,7 @@ const char* uriText(evhttp_request* req) {
 }
 
 bool isServable(evhttp_request* req) {
-    if (!http_framing_is_clear(req)) {
-        logger_function(3, kModule, "End of request in doubt for %s", uriText(req));
-        return false;
-    }
-    const bool servable = HabRequestEvent::isServable(req);
-    if (!servable) {
-        logger_function(3, kModule, "No path in request for %s", uriText(req));
-    }
-    return servable;
+    return http_framing_is_clear(req) && HabRequestEvent::isServable(req);
 }
 
 bool mayStream(HabRequest& request) {
@@ -100,7 +93,10 @@ void onAcceptAgain(evutil_socket_t, short, void* listener) {
 // loop would spin, and fill the log, until somebody else leaves. The loop does not turn between the end of the
 // listener and its own, so that the second call never comes too late.
 void onAcceptError(evconnlistener* listener, void*) {
-    logger_function(3, kModule, "Cannot accept a connection: %s", std::strerror(errno));
+    static OncePerMinute line;  // of the process, as its descriptors are
+    if (line.take() > 0) {
+        logger_function(3, kModule, "Cannot accept a connection: %s", std::strerror(errno));
+    }
     evconnlistener_disable(listener);
     event_base_once(evconnlistener_get_base(listener), -1, EV_TIMEOUT, onAcceptAgain, listener,
                     &kAcceptPause);
@@ -207,7 +203,7 @@ void HabEventServer::pre_handler(evhttp_request* req) {
         return;
     }
     const char* uri = uriText(req);
-    logger_function(7, kModule, "pre_handler() Request for %s", uri);
+    logger_function(7, kModule, "pre_handler() Request for %s", text_for_log(uri).c_str());
     if (std::strncmp(uri, "/publish", std::strlen("/publish")) == 0) {
         logger_function(7, kModule, "pre_handler() URI is a /publish handler");
         return;
@@ -252,7 +248,7 @@ void HabEventServer::chunk_handler(HabRequest* habReq) {
 }
 
 void HabEventServer::generic_handler(evhttp_request* req) {
-    logger_function(7, kModule, "generic_handler() Request for %s", uriText(req));
+    logger_function(7, kModule, "generic_handler() Request for %s", text_for_log(uriText(req)).c_str());
     http_add_header(req, "X-Server-instance", m_instanceIdText);
     if (refuse(req)) {
         return;
@@ -269,10 +265,23 @@ bool HabEventServer::refuse(evhttp_request* req) {
     if (isServable(req)) {
         return false;
     }
-    // What follows may be the body of this request and not the next one.
-    http_add_header(req, "Connection", http_framing_is_clear(req) ? nullptr : "close");
+    if (http_framing_is_clear(req)) {
+        logBadRequest(m_noPathLine, "without a path", req);
+    } else {
+        logBadRequest(m_inDoubtLine, "whose end is in doubt", req);
+        // What follows may be the body of this request and not the next one.
+        http_add_header(req, "Connection", "close");
+    }
     http_send_error(req, StatusCode::kBadRequest, nullptr);
     return true;
+}
+
+// Any client can send such requests, as fast as it likes.
+void HabEventServer::logBadRequest(OncePerMinute& line, const char* what, evhttp_request* req) {
+    if (const unsigned long count = line.take(); count > 0) {
+        logger_function(3, kModule, "%lu requests %s, the last for %s", count, what,
+                        text_for_log(uriText(req)).c_str());
+    }
 }
 
 // The object leaves the cache before it is used: an answer to a client that has gone frees the library's request

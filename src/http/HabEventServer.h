@@ -12,6 +12,7 @@
 #include <unordered_map>
 
 #include "src/base/ConnectionLimit.h"
+#include "src/base/OncePerMinute.h"
 #include "src/base/date_time.h"
 #include "src/base/owners.h"
 #include "src/http/LongPoll.h"
@@ -100,6 +101,7 @@ class HabEventServer {
   private:
     bool startHttp();
     bool refuse(evhttp_request* req);
+    static void logBadRequest(OncePerMinute& line, const char* what, evhttp_request* req);
     void dropEarlyAnswer(evhttp_request* req);
     void startStreaming(evhttp_request* req, HabRequestEvent& habReq);
     void openChannel(const std::string& channel);
@@ -136,6 +138,9 @@ class HabEventServer {
         LongPoll poll;
     };
     std::unordered_map<evhttp_connection*, Waiting> m_waiting;
+    OncePerMinute m_inDoubtLine;
+    OncePerMinute m_noPathLine;
+    OncePerMinute m_noChannelLine;
     int m_boundPort = -1;
     ConnectionLimit m_limit;
     long m_maxIncompleteMs;

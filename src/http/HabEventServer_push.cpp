@@ -2,7 +2,6 @@
 
 // The push channels of HabEventServer.
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -49,25 +48,11 @@ const char* peerOf(evhttp_request* req) {
     return orEmpty(address);
 }
 
-// What a client sent, without line ends that would make log lines of its own.
-std::string printable(const char* text) {
-    std::string clean(text);
-    std::ranges::replace_if(
-        clean, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }, '?');
-    return clean;
-}
-
 void logQuery(const PushQuery& query) {
-    logger_function(6, kModule, "Request for %s, %s - channel: %s, fromId: %s", query.path(), query.query(),
-                    printable(query.channel()).c_str(),
-                    query.fromIdText() != nullptr ? printable(query.fromIdText()).c_str() : "N/A");
-}
-
-bool hasChannel(const PushQuery& query) {
-    if (query.channel() == nullptr) {
-        logger_function(3, kModule, "No channel in request for %s, %s", query.path(), query.query());
-    }
-    return query.channel() != nullptr;
+    logger_function(6, kModule, "Request for %s, %s - channel: %s, fromId: %s",
+                    text_for_log(query.path()).c_str(), text_for_log(query.query()).c_str(),
+                    text_for_log(query.channel()).c_str(),
+                    query.fromIdText() != nullptr ? text_for_log(query.fromIdText()).c_str() : "N/A");
 }
 
 // Null for data that is no JSON, or has too many values.
@@ -139,7 +124,7 @@ bool mayPublish(evhttp_request* req) {
     }
     const char* type = inputHeader(req, "Content-type");
     if (type == nullptr || std::strcmp(type, "application/json") != 0) {
-        logger_function(3, kModule, "Unsupported MIME type '%s'", orEmpty(type));
+        logger_function(3, kModule, "Unsupported MIME type '%s'", text_for_log(orEmpty(type)).c_str());
         return refusePublish(req, StatusCode::kUnsupportedMediaType);
     }
     // Nine characters and not a whole address: every address of the loopback that begins so may publish.
@@ -177,7 +162,8 @@ void HabEventServer::subscribe_handler(evhttp_request* req) {
         wait(req, query, nullptr);
         return;
     }
-    if (!hasChannel(query)) {
+    if (query.channel() == nullptr) {
+        logBadRequest(m_noChannelLine, "without a channel", req);
         http_send_error(req, StatusCode::kBadRequest, nullptr);
         return;
     }
@@ -246,7 +232,7 @@ void HabEventServer::wait(evhttp_request* req, const PushQuery& query, std::set<
 
 void HabEventServer::logWaiting(const evhttp_connection* closing) const {
     for (const auto& [channel, requests] : pendingRequests) {
-        logger_function(7, kModule, "checking channel: %s, %u", printable(channel.c_str()).c_str(),
+        logger_function(7, kModule, "checking channel: %s, %u", text_for_log(channel).c_str(),
                         count(requests.size()));
         for (evhttp_request* req : requests) {
             // The library has taken the request off a connection that broke.
@@ -303,7 +289,8 @@ bool HabEventServer::handlePublish(evhttp_request* req) {
     if (query.query() == nullptr) {
         return true;
     }
-    if (!hasChannel(query)) {
+    if (query.channel() == nullptr) {
+        logBadRequest(m_noChannelLine, "without a channel", req);
         return refusePublish(req, StatusCode::kBadRequest);
     }
     logQuery(query);

@@ -119,7 +119,7 @@ void HabRequest::setURI(const char* uri) {
         return;
     }
     m_requestUri = copy_text(uri);
-    logger_function(7, kModule, "setURI: m_requestUri=%s", m_requestUri.get());
+    logger_function(7, kModule, "setURI: m_requestUri=%s", text_for_log(uri).c_str());
 }
 
 void HabRequest::setQueryString(const char* query) {

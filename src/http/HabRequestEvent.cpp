@@ -97,7 +97,8 @@ HabRequestEvent::HabRequestEvent(evhttp_request* req) : m_req(req), m_evBuf(evbu
         readUri(uri.get());
     } else {
         const char* text = evhttp_request_get_uri(m_req);
-        logger_function(3, kModule, "Could not parse URL '%s'", text == nullptr ? "(null)" : text);
+        logger_function(3, kModule, "Could not parse URL '%s'",
+                        text == nullptr ? "(null)" : text_for_log(text).c_str());
     }
     method = method_text(evhttp_request_get_command(m_req));
 }
@@ -131,7 +132,8 @@ void HabRequestEvent::readUri(const evhttp_uri* uri) {
 
     const char* query = evhttp_uri_get_query(uri);
     setQueryString(query);
-    logger_function(7, kModule, "Request URI %s, query %s", getURI(), query == nullptr ? "(null)" : query);
+    logger_function(7, kModule, "Request URI %s, query %s", text_for_log(getURI()).c_str(),
+                    query == nullptr ? "(null)" : text_for_log(query).c_str());
     setURI(collapse_slashes(decoded).c_str());
 }
 

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 
-// What clients may take of the server by themselves: answers that nobody reads, time.
+// What clients may take of the server by themselves: answers that nobody reads, time, lines of the log.
+
+#include <fcntl.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <chrono>
 #include <list>
 
 #include "EventServerFixture.h"
@@ -28,7 +32,37 @@ class LongAnswer : public HabHandler {
     std::string m_text;
 };
 
-using ServerLimits = EventServerFixture;
+// As long as it lives no descriptor can be opened.
+class FullDescriptorTable {
+  public:
+    FullDescriptorTable() {
+        getrlimit(RLIMIT_NOFILE, &m_before);
+        const UniqueFd next(open("/dev/null", O_RDONLY | O_CLOEXEC));
+        const rlimit full{static_cast<rlim_t>(next.get()), m_before.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &full);
+    }
+    FullDescriptorTable(const FullDescriptorTable&) = delete;
+    FullDescriptorTable& operator=(const FullDescriptorTable&) = delete;
+    ~FullDescriptorTable() { setrlimit(RLIMIT_NOFILE, &m_before); }
+
+  private:
+    rlimit m_before{};
+};
+
+class ServerLimits : public EventServerFixture {
+  protected:
+    void TurnFor(std::chrono::milliseconds time) {
+        const auto end = std::chrono::steady_clock::now() + time;
+        pump_until(m_server.getEventbase(), [end] { return std::chrono::steady_clock::now() >= end; });
+    }
+    void SendEach(std::initializer_list<const char*> requests) {
+        Serve([this, requests] {
+            for (const char* request : requests) {
+                m_server.connect().exchange(request);
+            }
+        });
+    }
+};
 
 constexpr const char* kGetLong = "GET /long HTTP/1.1\r\nHost: x\r\n\r\n";
 
@@ -77,4 +111,53 @@ TEST_F(ServerLimits, AreLookedAtByTheServerItself) {
 
 TEST_F(ServerLimits, GiveARequestAMinuteToBecomeComplete) {
     EXPECT_EQ(HabEventServer::kMaxIncompleteMs, 60000);
+}
+
+// The log.
+
+TEST_F(ServerLimits, LogOnceThatThereIsNoDescriptorForAConnection) {
+    const CapturedLog log;
+    Serve([&] {
+        RawHttpClient client = m_server.connect();
+        {
+            const FullDescriptorTable full;
+            TurnFor(std::chrono::milliseconds(1200));  // two pauses
+        }
+
+        EXPECT_NE(client.exchange("GET /nothing HTTP/1.1\r\nHost: x\r\n\r\n"), "");
+    });
+
+    EXPECT_EQ(log.count("3 src/HabEventServer: Cannot accept a connection: Too many open files"), 1);
+}
+
+TEST_F(ServerLimits, LogRequestsThatAreBadOnceAMinute) {
+    const CapturedLog log;
+    SendEach({"PUT /a HTTP/1.1\r\nTransfer-Encoding: xchunked\r\n\r\n",
+              "PUT /a HTTP/1.1\r\nTransfer-Encoding: xchunked\r\n\r\n", "GET ?channel=a HTTP/1.1\r\n\r\n",
+              "GET ?channel=a HTTP/1.1\r\n\r\n", "GET /activity?x=1 HTTP/1.1\r\n\r\n",
+              "GET /activity?x=1 HTTP/1.1\r\n\r\n"});
+
+    EXPECT_TRUE(log.has("3 src/HabEventServer: 1 requests whose end is in doubt, the last for /a"));
+    EXPECT_TRUE(log.has("3 src/HabEventServer: 1 requests without a path, the last for ?channel=a"));
+    EXPECT_TRUE(log.has("3 src/HabEventServer: 1 requests without a channel, the last for /activity?x=1"));
+    EXPECT_EQ(log.countOf("3 "), 3);
+}
+
+TEST_F(ServerLimits, LogNoControlCharacterOfAClient) {
+    const CapturedLog log;
+    SendEach({"GET /a\x1b[2J HTTP/1.1\r\n\r\n", "PUT /a\x1b[2J HTTP/1.1\r\nTransfer-Encoding: x\r\n\r\n",
+              "GET /activity?x=\x1b[2J HTTP/1.1\r\n\r\n",
+              "PUT /publish?channel=\x1b HTTP/1.1\r\nContent-Type: \x1b[2J\r\nContent-Length: 0\r\n\r\n",
+              "POST /%1b%0aforged HTTP/1.1\r\nContent-Length: 0\r\n\r\n",
+              "PUT /publish?channel=%1b%0aforged&fromId=%1b%0aforged HTTP/1.1\r\n"
+              "Content-Type: application/json\r\nContent-Length: 2\r\n\r\n{}"});
+
+    EXPECT_TRUE(log.has("3 src/HabRequestEvent: Could not parse URL '/a?[2J'"));
+    EXPECT_TRUE(log.has("3 src/HabEventServer: 1 requests whose end is in doubt, the last for /a?[2J"));
+    EXPECT_TRUE(log.has("3 src/HabEventServer: 1 requests without a channel, the last for /activity?x=?[2J"));
+    EXPECT_TRUE(log.has("3 src/HabEventServer: Unsupported MIME type '?[2J'"));
+    for (const std::string& line : log.lines()) {
+        EXPECT_EQ(line.find_first_of("\x1b\r"), std::string::npos) << line;
+        EXPECT_EQ(line.find("\nforged"), std::string::npos) << line;
+    }
 }

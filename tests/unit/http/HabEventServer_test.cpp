@@ -285,7 +285,7 @@ TEST_F(HabEventServerTest, AnswersBadRequestToAnEmptyPath) {
 
     EXPECT_EQ(StatusOf(Exchange("GET ?channel=a HTTP/1.1\r\nHost: x\r\n\r\n")), kBadRequest);
 
-    EXPECT_TRUE(log.has("3 src/HabEventServer: No path in request for ?channel=a"));
+    EXPECT_TRUE(log.has("3 src/HabEventServer: 1 requests without a path, the last for ?channel=a"));
 }
 
 TEST_F(HabEventServerTest, AnswersBadRequestToAnEmptyPathOfAPost) {
@@ -320,7 +320,7 @@ TEST_F(HabEventServerTest, EndsTheConnectionOfARequestWhoseEndIsInDoubt) {
         EXPECT_EQ(server.run(), 0);
     }
 
-    EXPECT_TRUE(log.has("3 src/HabEventServer: End of request in doubt for /a"));
+    EXPECT_TRUE(log.has("3 src/HabEventServer: 1 requests whose end is in doubt, the last for /a"));
     EXPECT_FALSE(log.has("7 src/HabEventServer: Saving HabRequest in cache"));
 }
 
