@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 
-# src/http/evhttp_hooks stands in front of two functions of libevent and needs the library's own calls to them to
+# src/http/evhttp_hooks stands in front of three functions of libevent and needs the library's own calls to them to
 # arrive there. A libevent built with -Bsymbolic or linked statically would call past it, so a small server is run
 # here, once, to see.
 if(NOT DEFINED EVHTTP_HOOKS_RUN)
@@ -12,6 +12,7 @@ if(NOT DEFINED EVHTTP_HOOKS_RUN)
 endif()
 if(NOT EVHTTP_HOOKS_COMPILED OR NOT EVHTTP_HOOKS_RUN EQUAL 0)
   unset(EVHTTP_HOOKS_RUN CACHE)
-  message(FATAL_ERROR "This libevent keeps its calls of evhttp_request_new and evhttp_request_free to itself; "
-                      "the HTTP server needs a shared library without -Bsymbolic.\n${evhttp_hooks_output}")
+  message(FATAL_ERROR "This libevent keeps its calls of evhttp_request_new, evhttp_request_free and "
+                      "evhttp_add_header to itself; the HTTP server needs a shared library without "
+                      "-Bsymbolic.\n${evhttp_hooks_output}")
 endif()

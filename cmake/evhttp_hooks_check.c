@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: MIT
 
-/* Exits with 0 when libevent's HTTP server calls the two functions defined here instead of its own. */
+/* Exits with 0 when libevent's HTTP server calls the three functions defined here instead of its own. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <event2/event.h>
 #include <event2/http.h>
 #include <stdio.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 static struct event_base* base;
 static int made;
 static int freed;
+static int added;
 
 struct evhttp_request* evhttp_request_new(void (*cb)(struct evhttp_request*, void*), void* arg) {
     struct evhttp_request* (*library)(void (*)(struct evhttp_request*, void*), void*);
@@ -27,7 +29,15 @@ void evhttp_request_free(struct evhttp_request* req) {
     event_base_loopbreak(base);
 }
 
+int evhttp_add_header(struct evkeyvalq* headers, const char* key, const char* value) {
+    int (*library)(struct evkeyvalq*, const char*, const char*);
+    *(void**)&library = dlsym(RTLD_NEXT, "evhttp_add_header");
+    ++added;
+    return library(headers, key, value);
+}
+
 int main(void) {
+    static const char half_request[] = "GET / HTTP/1.1\r\nHost: a\r\n";
     const struct timeval limit = {5, 0};
     struct sockaddr_storage address;
     socklen_t size = sizeof(address);
@@ -43,10 +53,14 @@ int main(void) {
         perror("loopback server");
         return 2;
     }
-    /* The server makes a request when it accepts and frees it when the client goes away. */
+    /* The server makes a request when it accepts, adds the header to it and frees it when the client goes away. */
+    if (write(client, half_request, sizeof(half_request) - 1) < 0) {
+        perror("half a request");
+        return 2;
+    }
     shutdown(client, SHUT_RDWR);
     event_base_loopexit(base, &limit);
     event_base_dispatch(base);
-    printf("made %d, freed %d\n", made, freed);
-    return made > 0 && freed > 0 ? 0 : 1;
+    printf("made %d, freed %d, headers %d\n", made, freed, added);
+    return made > 0 && freed > 0 && added > 0 ? 0 : 1;
 }
