@@ -99,10 +99,13 @@ class HttpAnswers {
                    line[12] == ' ');
     }
 
+    // Any other name is one that a client has brought in: the server sends no more.
     static void check_header(std::string_view line) {
+        static constexpr std::string_view kNames[] = {
+            "Connection",    "Content-Length", "Content-Type",      "Content-type",      "Date", "Etag",
+            "Last-Modified", "Set-Cookie",     "Transfer-Encoding", "X-Server-instance", "X-Uri"};
         const std::string_view name = line.substr(0, line.find(": "));
-        const auto is_visible = [](char c) { return c > ' ' && c < 0x7f && c != ':'; };
-        fuzz_check(!name.empty() && name.size() < line.size() && std::ranges::all_of(name, is_visible));
+        fuzz_check(name.size() < line.size() && std::ranges::find(kNames, name) != std::end(kNames));
     }
 
     bool take_body(const HttpAnswer& answer) {

@@ -7,9 +7,13 @@
 #include <string_view>
 #include <vector>
 
+#include <event2/http.h>
+#include <event2/http_struct.h>
+
 #include "fuzz_check.h"
 #include "src/base/owners.h"
 #include "src/http/HabRequestEvent.h"
+#include "src/http/PushQuery.h"
 #include "src/http/habhelper.h"
 
 namespace {
@@ -47,6 +51,25 @@ void check_target(const std::string& target) {
     fuzz_check(request.getParameter("fuzz") == target);
 }
 
+// The same text where the library has found it in a request line.
+void check_request(const std::string& target) {
+    const RequestPtr library_request(evhttp_request_new(nullptr, nullptr));
+    library_request->type = EVHTTP_REQ_GET;
+    library_request->uri = strdup(target.c_str());
+    library_request->uri_elems = evhttp_uri_parse_with_flags(target.c_str(), EVHTTP_URI_NONCONFORMANT);
+    if (library_request->uri_elems != nullptr) {
+        const PushQuery query(library_request.get());
+        fuzz_check(query.channel() == nullptr || *query.channel() != '\0');
+        fuzz_check(query.fromId() == 0 || query.fromIdText() != nullptr);
+    }
+    if (!HabRequestEvent::isServable(library_request.get())) {
+        return;
+    }
+    HabRequestEvent request(library_request.get());
+    const char* uri = request.getURI();
+    fuzz_check(uri == nullptr || (*uri != '\0' && std::strstr(uri, "//") == nullptr));
+}
+
 void check_decoding(const std::string& text) {
     const std::string decoded = decode(text);
     fuzz_check(decoded.size() <= text.size());
@@ -78,6 +101,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string_view input(reinterpret_cast<const char*>(data), size);
     const std::string text(input.substr(0, input.find('\0')));
     check_target(text);
+    check_request(text);
     check_decoding(text);
     check_cookie(text);
     return 0;
