@@ -2,25 +2,7 @@
 
 #include <malloc.h>
 
-#include <ctime>
-#include <list>
-
-#include <event2/http.h>
-#include <event2/keyvalq_struct.h>
-
 #include "PushChannelsFixture.h"
-
-namespace {
-
-// Of the processor.
-template <class Work>
-std::clock_t TimeOf(Work work) {
-    const std::clock_t begin = std::clock();
-    work();
-    return std::clock() - begin;
-}
-
-}  // namespace
 
 // Subscribing.
 
@@ -227,34 +209,6 @@ TEST_F(PushChannels, RefuseAnyRequestWhoseEndIsInDoubt) {
             EXPECT_TRUE(client.isClosedByServer());
             EXPECT_EQ(StatusOf(client.pending()), kBadRequest);
         }
-    });
-}
-
-// It may be 64 KiB, and a publication answers all who wait in one turn of the loop.
-TEST_F(PushChannels, ReadTheQueryOfASubscriberOnce) {
-    std::string long_query = "channel=a&fromId=0";
-    for (int i = 0; i < 15000; ++i) {
-        long_query += "&a=";
-    }
-    Serve([&] {
-        std::list<RawHttpClient> subscribers;
-        for (int i = 0; i < 40; ++i) {
-            subscribers.push_back(m_server.connect());
-            subscribers.back().send(Subscription("?" + long_query));
-        }
-        ASSERT_TRUE(Waits(40));
-
-        const std::clock_t reading = TimeOf([&] {
-            for (int i = 0; i < 10; ++i) {
-                evkeyvalq parameters;
-                evhttp_parse_query_str(long_query.c_str(), &parameters);
-                evhttp_clear_headers(&parameters);
-            }
-        });
-        const std::clock_t publishing = TimeOf([this] { Publish("{}"); });
-
-        EXPECT_LT(publishing, reading);
-        EXPECT_EQ(EventsOf(subscribers.back().receive()), Events{R"({"id":1})"});
     });
 }
 
