@@ -2,6 +2,8 @@
 
 #include <malloc.h>
 
+#include <list>
+
 #include "PushChannelsFixture.h"
 
 // Subscribing.
