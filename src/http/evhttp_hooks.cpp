@@ -20,6 +20,7 @@
 #include <event2/http_struct.h>
 #include <event2/keyvalq_struct.h>
 
+#include "src/base/drop_output.h"
 #include "src/base/owners.h"
 
 namespace {
@@ -168,6 +169,8 @@ void makeRoom(const evhttp_request* req, const evhttp_request* spared) {
     while (const evhttp_request* largest = takeLargest(record.http, spared)) {
         bufferevent* connection = evhttp_connection_get_bufferevent(largest->evcon);
         bufferevent_disable(connection, EV_READ);
+        // Hundreds of requests may be answered before the loop closes the first connection.
+        drop_output(connection);
         bufferevent_trigger_event(connection, BEV_EVENT_READING | BEV_EVENT_EOF, BEV_TRIG_DEFER_CALLBACKS);
     }
 }

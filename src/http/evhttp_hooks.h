@@ -48,7 +48,7 @@ void evhttp_hooks_set_gone_cb(evhttp* http, evhttp_hook_cb cb, void* arg);
 void evhttp_hooks_set_max_connections(evhttp* http, std::size_t max, evhttp_hook_cb refused, void* arg);
 
 // Lets the requests of the server hold `max` bytes of bodies and answers together. With more, the connections of those
-// that hold most are closed on the next turn of the loop.
+// that hold most are closed on the next turn of the loop; their answers go at once.
 void evhttp_hooks_set_max_held(evhttp* http, std::size_t max);
 
 // Makes an answer of `size` bytes, which is about to be sent, count as held until the request is gone. It is not itself

@@ -15,6 +15,7 @@
 
 #include "runtime/logging.h"
 #include "runtime/px_panic.h"
+#include "src/base/drop_output.h"
 #include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 
@@ -291,20 +292,12 @@ void SocketTransport::onWritten() {
 void SocketTransport::closeSoon(const char* reason) {
     m_isClosing = true;
     logger_function(4, kModule, "Closing a connection: %s\n", reason);
-    bufferevent_disable(m_connection.get(), EV_READ | EV_WRITE);
-    dropBuffers();
-    bufferevent_trigger_event(m_connection.get(), BEV_EVENT_EOF, BEV_TRIG_DEFER_CALLBACKS);
-}
-
-// Now, not with the connection: one change may be too much for hundreds of them before the loop turns.
-void SocketTransport::dropBuffers() {
+    bufferevent_disable(m_connection.get(), EV_READ);
+    // Now, not with the connection: one change may be too much for hundreds of them before the loop turns.
     evbuffer* input = bufferevent_get_input(m_connection.get());
-    evbuffer* output = bufferevent_get_output(m_connection.get());
     evbuffer_drain(input, evbuffer_get_length(input));
-    // The bufferevent keeps the front of its output to itself.
-    evbuffer_unfreeze(output, 1);
-    evbuffer_drain(output, evbuffer_get_length(output));
-    evbuffer_freeze(output, 1);
+    drop_output(m_connection.get());
+    bufferevent_trigger_event(m_connection.get(), BEV_EVENT_EOF, BEV_TRIG_DEFER_CALLBACKS);
 }
 
 void SocketTransport::onEvent(bufferevent*, short events) {

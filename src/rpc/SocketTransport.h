@@ -75,7 +75,6 @@ class SocketTransport : public RPCTransport {
     void sendLater(std::string_view text);
     static void makeRoom(size_t held);
     void closeSoon(const char* reason);
-    void dropBuffers();
     void pauseAccepting();
 
     static event_base* m_eventbase;

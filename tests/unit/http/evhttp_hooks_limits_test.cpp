@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <chrono>
 #include <list>
+#include <vector>
 
+#include <event2/buffer.h>
 #include <event2/bufferevent.h>
+#include <event2/event.h>
 #include <event2/http.h>
 #include <event2/http_struct.h>
 #include <event2/keyvalq_struct.h>
@@ -367,6 +370,34 @@ TEST_F(EvhttpHooks, CloseAsManyConnectionsAsAnAnswerNeeds) {
     EXPECT_TRUE(first.isClosedByServer());
     EXPECT_TRUE(second.isClosedByServer());
     EXPECT_GT(small.exchange(std::string(10000, 'x')).size(), kLargeAnswer);
+}
+
+TEST_F(EvhttpHooks, HoldNoMoreAnswersThanTheLimitInOneTurnOfTheLoop) {
+    std::list<RawHttpClient> clients;
+    for (int i = 0; i < 6; ++i) {
+        clients.push_back(connect());
+        clients.back().exchange(kGet);
+    }
+    evhttp_hooks_set_max_held(m_http.get(), kLargeAnswer + 100000);
+    std::size_t most = 0;
+    std::vector<bufferevent*> connections;
+    onRequest = [&](evhttp_request* req) {
+        connections.push_back(evhttp_connection_get_bufferevent(evhttp_request_get_connection(req)));
+        HoldLargeAnswer(req);
+        std::size_t held = 0;
+        for (bufferevent* connection : connections) {
+            held += evbuffer_get_length(bufferevent_get_output(connection));
+        }
+        most = std::max(most, held);
+    };
+    for (RawHttpClient& client : clients) {
+        client.sendOnce(kGet);
+    }
+
+    event_base_loop(m_base.get(), EVLOOP_ONCE);
+
+    EXPECT_EQ(connections.size(), clients.size());
+    EXPECT_LT(most, kLargeAnswer + 100000);
 }
 
 TEST_F(EvhttpHooks, LetALoneAnswerGoOutHoweverLongItIs) {
