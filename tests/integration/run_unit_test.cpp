@@ -130,7 +130,7 @@ TEST_F(RunUnit, StartsADaemonAgainThatWasKilled) {
 
     Kill("web_app");
 
-    EXPECT_TRUE(m_script->awaitOutput("run: web_app ended by itself: starting it again"));
+    EXPECT_TRUE(m_script->awaitOutput("run: web_app has ended: starting it again"));
     EXPECT_TRUE(Await([this] { return Answers(); })) << m_script->output();
 }
 
@@ -172,6 +172,20 @@ TEST_F(RunUnit, ServesAgainAfterItsBusWasKilled) {
                    .request("GET", "/system/info", "", {"Accept: application/json"})
                    .body.find("HM24071983") != std::string::npos;
     }));
+}
+
+TEST_F(RunUnit, ServesAgainAfterSeveralOfItsProgramsWereKilledAtOnce) {
+    Run({"--still"});
+    const pid_t daemon = Child("web_app");
+
+    for (const char* name : {"cbusd", "configd", "diagd"}) {
+        Kill(name);
+    }
+
+    EXPECT_TRUE(Await([&] { return IsAnother("web_app", daemon) && Answers(); })) << m_script->output();
+    EXPECT_TRUE(Await([&] { return Child("diagd") != 0 && Child("configd") != 0; })) << m_script->output();
+    EXPECT_THAT(HttpClient(m_port).request("GET", "/system/info", "", {"Accept: application/json"}).body,
+                HasSubstr("HM24071983"));
 }
 
 TEST_F(RunUnit, TellsOfAPortThatIsTaken) {
