@@ -311,6 +311,10 @@ void HabSessionImpl::setMaxSessions(std::size_t max) {
     m_maxSessions = max;
 }
 
+std::size_t HabSessionImpl::holdsOf(unsigned int number) {
+    return m_heldNumbers.count(number);
+}
+
 void HabSessionImpl::setNextNumberId(unsigned int number) {
     m_nextNumberId = number;
 }

@@ -86,6 +86,8 @@ class HabSessionImpl : public HabSession {
     static void setDroppedCallback(void (*dropped)(unsigned int numberId));
     // How many the table keeps, kMaxSessions unless this is called, which is before the first one.
     static void setMaxSessions(std::size_t max);
+    // How many subscriptions and connections hold the session of that number, which may be gone.
+    static std::size_t holdsOf(unsigned int number);
     // The number of the next session, as if so many had been before; for tests.
     static void setNextNumberId(unsigned int number);
     // The clock of all sessions; tests turn it by hand. Null brings the monotonic clock back. The log line about a full

@@ -55,6 +55,11 @@ void NotificationManager::removeTransport(RPCTransport* transport) {
     m_next = transports.end();
 }
 
+void NotificationManager::removeSession(unsigned int sessionId) {
+    transports.erase(sessionId);
+    m_next = transports.end();
+}
+
 RPCTransport* NotificationManager::transportOf(unsigned int sessionId) {
     const bool is_next = m_next != transports.end() && m_next->first == sessionId;
     const auto found = is_next ? m_next : transports.find(sessionId);

@@ -43,6 +43,8 @@ class NotificationManager final {
     virtual void addTransport(RPCTransport* transport);
     // Forgets the transport under every number: one whose session had expired was given a second one.
     virtual void removeTransport(RPCTransport* transport);
+    // Forgets one number: nothing is sent under it any more.
+    void removeSession(unsigned int sessionId);
 
   private:
     void notify(unsigned int sessionId, const char* method, const char* path, cJSON* data);

@@ -73,6 +73,13 @@ void RPCTransport::setSessionNumberId(unsigned int numberId) {
     m_sessionNumberId = numberId;
 }
 
+void RPCTransport::forgetSession() {
+    m_sessionNumberId = 0;
+    if (!m_sessionHolds.empty()) {
+        m_sessionHolds.pop_back();
+    }
+}
+
 void RPCTransport::add(RPCTransport* transport) {
     if (m_server != nullptr) {
         m_server->handleAddTransport(transport);

@@ -66,8 +66,10 @@ class RPCTransport {
     // 0 until the connection has a session.
     unsigned int getSessionNumberId() const { return m_sessionNumberId; }
     void setSessionNumberId(unsigned int numberId);
-    // What keeps the connection's session, until the connection ends.
+    // What keeps the connection's session, until the connection ends or forgets it.
     void setSessionHold(std::shared_ptr<void> hold) { m_sessionHolds.push_back(std::move(hold)); }
+    // Before the next session: this one is not among the former ones, and is let go.
+    void forgetSession();
     // The numbers before this one, oldest first: of sessions that sat idle too long and were replaced. What was
     // subscribed under them is this connection's until it ends.
     const std::vector<unsigned int>& getFormerSessionNumberIds() const { return m_formerSessionNumberIds; }

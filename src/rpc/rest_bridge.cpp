@@ -21,11 +21,18 @@ constexpr std::size_t kMaxPathBytes = 65536;
 
 void bind_session(const RPCRequest& request, RPCTransport* transport, NotificationManager* notifications) {
     HabSession* session = request.getSession();
-    if (session != nullptr && session->getNumberId() != transport->getSessionNumberId()) {
-        transport->setSessionNumberId(session->getNumberId());
-        transport->setSessionHold(HabSessionImpl::hold(session, HabSessionImpl::HeldBy::kConnection));
-        notifications->addTransport(transport);
+    const unsigned int former = transport->getSessionNumberId();
+    if (session == nullptr || session->getNumberId() == former) {
+        return;
     }
+    // Nobody but the connection holds it: nothing is subscribed under it, and a connection of years has many such.
+    if (former != 0 && HabSessionImpl::holdsOf(former) <= 1) {
+        notifications->removeSession(former);
+        transport->forgetSession();
+    }
+    transport->setSessionNumberId(session->getNumberId());
+    transport->setSessionHold(HabSessionImpl::hold(session, HabSessionImpl::HeldBy::kConnection));
+    notifications->addTransport(transport);
 }
 
 void dispatch(RPCRequest& request, RPCTransport* transport, NotificationManager* notifications) {

@@ -291,6 +291,13 @@ TEST_F(RestBridgeTest, NotifiesTheSessionOfAConnectionFromItsFirstCallOn) {
 }
 
 TEST_F(RestBridgeTest, NotifiesTheOldAndTheNewSessionOfAConnectionThatSatIdleTooLong) {
+    HabSessionImpl::Hold subscription;
+    resource.answer = [&subscription](HabRequest* request) {
+        if (subscription.use_count() == 0) {
+            subscription = HabSessionImpl::hold(request->getSession(), HabSessionImpl::HeldBy::kSubscription);
+        }
+        request->reply(200, "{}", nullptr);
+    };
     Call("read", R"({"path": "/resource"})");
     clock_ms += 301 * 1000;
     Call("read", R"({"path": "/resource"})");
@@ -302,6 +309,21 @@ TEST_F(RestBridgeTest, NotifiesTheOldAndTheNewSessionOfAConnectionThatSatIdleToo
     EXPECT_NE(resource.sessions.at(0), resource.sessions.at(1));
     EXPECT_EQ(transport.getSessionNumberId(), resource.sessions.at(1));
     EXPECT_EQ(transport.texts().size(), before + 2);
+}
+
+TEST_F(RestBridgeTest, ForgetsASessionWithoutSubscriptionsThatSatIdleTooLong) {
+    Call("read", R"({"path": "/resource"})");
+    clock_ms += 301 * 1000;
+    Call("read", R"({"path": "/resource"})");
+    const size_t before = transport.texts().size();
+
+    notifications.notifyDeleted(resource.sessions.at(0), "/resource");
+
+    EXPECT_NE(resource.sessions.at(0), resource.sessions.at(1));
+    EXPECT_EQ(transport.texts().size(), before);
+    EXPECT_THAT(transport.getFormerSessionNumberIds(), ElementsAre());
+    EXPECT_EQ(HabSessionImpl::holdsOf(resource.sessions.at(0)), 0U);
+    EXPECT_EQ(HabSessionImpl::holdsOf(resource.sessions.at(1)), 1U);
 }
 
 TEST_F(RestBridgeTest, KeepsTheSessionOfItsConnectionHoweverManyOthersThereAre) {
