@@ -20,6 +20,7 @@
 #include "src/frame/ApiEventServer.h"
 #include "src/frame/RPCTransportListener.h"
 #include "src/frame/rpc_socket_path.h"
+#include "src/http/AccessMap.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabDispatcher.h"
 #include "src/http/HabSession.h"
@@ -103,6 +104,9 @@ int Backend::onRun() {
     // The only worker thread; the bus and the controllers are there before it.
     PushDataHelper::getInstance()->start();
     startRpcServer();
+    // Now and not with the first request, when clients may have left no descriptor for it: without it everything would
+    // be closed for life.
+    AccessMap::getInstance();
 
     m_server->setInstanceId(static_cast<unsigned long>(random()));
     tellServiceManager();

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 
+#include <sys/resource.h>
+
 #include "gtest/gtest.h"
 
 #include "RunningUnit.h"
@@ -29,6 +31,13 @@ class AccessOverHttp : public testing::Test {
 TEST_F(AccessOverHttp, AMethodAboveTheSessionsLevelIsRefusedWith401) {
     EXPECT_EQ(m_unit.http().request("GET", "/system/info").status, 200);
     EXPECT_EQ(Put("/system/info/oem-snmp"), 401);
+}
+
+TEST_F(AccessOverHttp, AFirstRequestThatTakesTheLastDescriptorFindsTheMap) {
+    const rlimit few{static_cast<rlim_t>(m_unit.daemon().settledDescriptors() + 1), 20000};
+    ASSERT_EQ(prlimit(m_unit.daemon().pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+
+    EXPECT_EQ(m_unit.http().request("GET", "/system/status").status, 200);
 }
 
 TEST_F(AccessOverHttp, AMethodThatNoRuleNamesIsRefusedWith401) {

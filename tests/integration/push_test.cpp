@@ -27,17 +27,6 @@ class Push : public testing::Test {
         m_unit.http().request("GET", "/system/info");
     }
     long OpenDescriptors() { return m_unit.daemon().openDescriptors(); }
-    // Once the daemon has noticed the end of earlier connections.
-    long SettledDescriptors() {
-        long before = 0;
-        long now = OpenDescriptors();
-        do {
-            before = now;
-            std::this_thread::sleep_for(std::chrono::milliseconds(200));
-            now = OpenDescriptors();
-        } while (now != before);
-        return now;
-    }
     bool AwaitDescriptors(long count) {
         for (int i = 0; i < 1000 && OpenDescriptors() != count; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -47,7 +36,7 @@ class Push : public testing::Test {
     long UsedMs() { return m_unit.daemon().usedMs(); }
     // What is left of a client that waited and then left in this way: no descriptor, no work, nobody to be answered.
     void ExpectNothingLeftAfter(const std::function<void(HttpClient&)>& leave) {
-        const long descriptors = SettledDescriptors();
+        const long descriptors = m_unit.daemon().settledDescriptors();
         {
             HttpClient client = m_unit.http();
             Subscribe(client);
@@ -121,7 +110,7 @@ TEST_F(Push, AWaitingClientThatSentAByteCostsNoProcessorTime) {
 }
 
 TEST_F(Push, WaitingClientsThatTakeAllDescriptorsKeepNobodyOutForLong) {
-    const rlimit few{static_cast<rlim_t>(SettledDescriptors() + 5), 20000};
+    const rlimit few{static_cast<rlim_t>(m_unit.daemon().settledDescriptors() + 5), 20000};
     ASSERT_EQ(prlimit(m_unit.daemon().pid(), RLIMIT_NOFILE, &few, nullptr), 0);
     std::list<HttpClient> waiting;
     for (int i = 0; i < 20; ++i) {

@@ -99,6 +99,17 @@ bool Program::awaitOutput(const std::string& text) {
     return false;
 }
 
+long Program::settledDescriptors() const {
+    long before = 0;
+    long now = openDescriptors();
+    do {
+        before = now;
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        now = openDescriptors();
+    } while (now != before);
+    return now;
+}
+
 long Program::openDescriptors() const {
     const std::filesystem::directory_iterator entries("/proc/" + std::to_string(m_pid) + "/fd");
     return std::distance(begin(entries), end(entries));

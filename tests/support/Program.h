@@ -27,6 +27,8 @@ class Program {
     [[nodiscard]] bool awaitOutput(const std::string& text);
 
     [[nodiscard]] long openDescriptors() const;
+    // The same once it has noticed the end of earlier connections: when the number stays for 200 ms.
+    [[nodiscard]] long settledDescriptors() const;
     // The processor time that it has used.
     [[nodiscard]] long usedMs() const;
 
