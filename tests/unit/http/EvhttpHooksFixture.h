@@ -16,6 +16,11 @@
 #include "HttpFixture.h"
 #include "src/http/evhttp_hooks.h"
 
+inline constexpr const char* kGet = "GET /a HTTP/1.1\r\nHost: x\r\n\r\n";
+inline constexpr const char* kPostHeaders = "POST /a HTTP/1.1\r\nHost: x\r\nContent-Length: 6\r\n\r\n";
+inline constexpr const char* kChunkedHeaders =
+    "POST /a HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n";
+
 // A server with hooks that note what happens, in the order in which it happens.
 class EvhttpHooks : public HttpFixture {
   protected:
@@ -108,6 +113,16 @@ class EvhttpHooks : public HttpFixture {
         SendLargeAnswer(req);
     }
 
+    // A client that does not read its large answer, on a server that may hold little more.
+    RawHttpClient ClientThatDoesNotRead() {
+        evhttp_hooks_set_max_held(m_http.get(), kLargeAnswer + 100000);
+        onRequest = HoldLargeAnswer;
+        RawHttpClient client = connect();
+        client.send(kGet);
+        SeesEvents(1);
+        return client;
+    }
+
     // Whether the server stops reading from the connection of the request whose headers came last.
     bool StopsReading() {
         return pump_until(m_base.get(), [this] {
@@ -152,8 +167,3 @@ class EvhttpHooks : public HttpFixture {
     timeval m_writeLimit{};
     std::function<void(evhttp_request*)> onPieceTaken = [](evhttp_request*) {};
 };
-
-inline constexpr const char* kGet = "GET /a HTTP/1.1\r\nHost: x\r\n\r\n";
-inline constexpr const char* kPostHeaders = "POST /a HTTP/1.1\r\nHost: x\r\nContent-Length: 6\r\n\r\n";
-inline constexpr const char* kChunkedHeaders =
-    "POST /a HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n";

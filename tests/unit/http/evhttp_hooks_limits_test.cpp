@@ -327,11 +327,7 @@ TEST_F(EvhttpHooks, LeaveBodiesThatAreHeldOneAfterTheOtherAlone) {
 // Answers in memory.
 
 TEST_F(EvhttpHooks, CloseAConnectionThatDoesNotReadForTheNextAnswer) {
-    evhttp_hooks_set_max_held(m_http.get(), kLargeAnswer + 100000);
-    onRequest = HoldLargeAnswer;
-    RawHttpClient first = connect();
-    first.send(kGet);
-    SeesEvents(1);
+    RawHttpClient first = ClientThatDoesNotRead();
     RawHttpClient second = connect();
 
     EXPECT_GT(second.exchange(kGet).size(), kLargeAnswer);
@@ -341,11 +337,7 @@ TEST_F(EvhttpHooks, CloseAConnectionThatDoesNotReadForTheNextAnswer) {
 
 TEST_F(EvhttpHooks, CloseAConnectionThatDoesNotReadForABody) {
     evhttp_set_max_body_size(m_http.get(), 10000000);
-    evhttp_hooks_set_max_held(m_http.get(), kLargeAnswer + 100000);
-    onRequest = HoldLargeAnswer;
-    RawHttpClient first = connect();
-    first.send(kGet);
-    SeesEvents(1);
+    RawHttpClient first = ClientThatDoesNotRead();
     RawHttpClient second = connect();
 
     BeginPut(second, 300000, 200000);
