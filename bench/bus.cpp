@@ -148,16 +148,14 @@ void read_whole(BusSocket& socket) {
 
 double signal_arrival_us(BusSocket& sender, const std::string& signal,
                          const std::vector<std::unique_ptr<BusSocket>>& receivers) {
-    std::vector<double> costs;
+    const auto send = [&] { sender.write(signal); };
     const auto has_arrived = [&](size_t receiver) { return receivers[receiver]->hasArrived(); };
-    for (size_t i = 0; i < kSignals; ++i) {
-        sender.write(signal);
-        costs.push_back(arrival_us(has_arrived, receivers.size()));
+    const auto read_all = [&] {
         for (const auto& receiver : receivers) {
             read_whole(*receiver);
         }
-    }
-    return median(costs);
+    };
+    return arrival_us(kSignals, receivers.size(), send, has_arrived, read_all);
 }
 
 void compare_fan_out(const std::string& address) {

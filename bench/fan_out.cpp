@@ -51,14 +51,9 @@ class Subscribers {
     // of a round.
     double arrivalUs(size_t count, int& value) {
         listen(count);
+        const auto change_key = [&] { change(value); };
         const auto has_arrived = [this](size_t client) { return m_clients[client].hasArrived(); };
-        std::vector<double> costs;
-        for (size_t i = 0; i < kNotifications / count; ++i) {
-            change(value);
-            costs.push_back(arrival_us(has_arrived, count));
-            receiveAll();
-        }
-        return median(costs);
+        return arrival_us(kNotifications / count, count, change_key, has_arrived, [this] { receiveAll(); });
     }
 
   private:

@@ -12,7 +12,6 @@
 #include <string>
 
 #include "arrival.h"
-#include "median.h"
 #include "pinned.h"
 
 namespace {
@@ -37,19 +36,16 @@ FanOutFloor::~FanOutFloor() {
 }
 
 double FanOutFloor::arrivalUs(size_t rounds) {
-    std::vector<double> costs;
-    for (size_t round = 0; round < rounds; ++round) {
+    const auto begin_turn = [this] {
         if (write(m_turn.second.get(), "", 1) != 1) {
             std::abort();
         }
-        const auto has_arrived = [this](size_t receiver) {
-            pollfd look{m_connections[receiver].second.get(), POLLIN, 0};
-            return poll(&look, 1, 0) == 1;
-        };
-        costs.push_back(arrival_us(has_arrived, m_connections.size()));
-        receiveAll();
-    }
-    return median(costs);
+    };
+    const auto has_arrived = [this](size_t receiver) {
+        pollfd look{m_connections[receiver].second.get(), POLLIN, 0};
+        return poll(&look, 1, 0) == 1;
+    };
+    return arrival_us(rounds, m_connections.size(), begin_turn, has_arrived, [this] { receiveAll(); });
 }
 
 FanOutFloor::Pair FanOutFloor::makePair() {

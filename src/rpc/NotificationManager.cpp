@@ -2,7 +2,7 @@
 
 #include "src/rpc/NotificationManager.h"
 
-#include <iterator>
+#include <algorithm>
 
 #include "runtime/logging.h"
 #include "src/base/owners.h"
@@ -20,6 +20,13 @@ RPCServer::Text print_text(const Notification& notification) {
         cJSON_AddItemReferenceToObject(params.get(), "data", notification.data);
     }
     return RPCServer::printNotification(notification.method, params.get());
+}
+
+// Of a connection that has rested since the last change, what it takes to send: what it starts with, and the first
+// members of its own kind, which stand behind those of all kinds.
+void prefetch(const RPCTransport* transport) {
+    __builtin_prefetch(transport);
+    __builtin_prefetch(transport + 1);
 }
 
 }  // namespace
@@ -41,7 +48,10 @@ void NotificationManager::addTransport(RPCTransport* transport) {
         return;
     }
     logger_function(7, kModule, "addTransport() sessionID: ");
-    if (transports.try_emplace(transport->getSessionNumberId(), transport).second) {
+    const unsigned int number = transport->getSessionNumberId();
+    const auto place = firstFrom(number);
+    if (place == transports.end() || place->first != number) {
+        transports.emplace(place, number, transport);
         logger_function(7, kModule, "addTransport() MUST ADD");
     }
 }
@@ -52,24 +62,27 @@ void NotificationManager::removeTransport(RPCTransport* transport) {
     }
     logger_function(7, kModule, "removeTransport() sessionID: ");
     std::erase_if(transports, [transport](const auto& entry) { return entry.second == transport; });
-    m_next = transports.end();
 }
 
 void NotificationManager::removeSession(unsigned int sessionId) {
-    transports.erase(sessionId);
-    m_next = transports.end();
+    std::erase_if(transports, [sessionId](const Entry& entry) { return entry.first == sessionId; });
+}
+
+std::vector<NotificationManager::Entry>::iterator NotificationManager::firstFrom(unsigned int sessionId) {
+    return std::ranges::lower_bound(transports, sessionId, {}, &Entry::first);
 }
 
 RPCTransport* NotificationManager::transportOf(unsigned int sessionId) {
-    const bool is_next = m_next != transports.end() && m_next->first == sessionId;
-    const auto found = is_next ? m_next : transports.find(sessionId);
-    if (found == transports.end()) {
+    const bool is_next = m_next < transports.size() && transports[m_next].first == sessionId;
+    const auto found =
+        is_next ? transports.begin() + static_cast<std::ptrdiff_t>(m_next) : firstFrom(sessionId);
+    if (found == transports.end() || found->first != sessionId) {
         return nullptr;
     }
-    m_next = std::next(found);
-    if (m_next != transports.end()) {
-        // Its connection has rested since the last change; by the time its turn comes the cache has it again.
-        __builtin_prefetch(m_next->second);
+    m_next = static_cast<size_t>(found - transports.begin()) + 1;
+    if (m_next < transports.size()) {
+        // By the time its turn comes the cache has it again.
+        prefetch(transports[m_next].second);
     }
     return found->second;
 }
