@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kMaxChunkLine = 4096;
 constexpr std::size_t kMaxPipelined = 65536;
 // A request that holds less than this is not worth looking at all others for, or closing.
-constexpr std::size_t kSmallBody = 65536;
+constexpr std::size_t kSmallHolding = 65536;
 
 struct Callback {
     evhttp_hook_cb function = nullptr;
@@ -57,6 +57,7 @@ struct Record {
     Callback serve;  // the library's own, for a complete request
     Clock::time_point created = Clock::now();
     bool complete = false;
+    bool broken = false;     // the library answers it itself, and closes its connection then
     bool watched = false;    // onInput is installed
     bool dropped = false;    // its connection is going to be closed, for what it holds
     std::size_t answer = 0;  // the bytes of it; they stay in one piece in memory until all are sent
@@ -98,7 +99,7 @@ Function libraryFunction(const char* name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-void onPiece(evhttp_request* req, void*) {
+void onPiece(evhttp_request* req, void*) noexcept {
     copyOf(records, req).pieces.call(req);
 }
 
@@ -139,7 +140,7 @@ std::size_t heldBy(const evhttp_request* req, const Record& record) {
 const evhttp_request* takeLargest(const evhttp* http, const evhttp_request* spared) {
     const std::lock_guard guard(tablesLock);
     const evhttp_request* largest = nullptr;
-    std::size_t most = kSmallBody - 1;
+    std::size_t most = kSmallHolding - 1;
     std::size_t sum = 0;
     for (const auto& [req, record] : records) {
         if (record.http != http || record.dropped || req->evcon == nullptr) {
@@ -163,7 +164,7 @@ const evhttp_request* takeLargest(const evhttp* http, const evhttp_request* spar
 // together. Inside the callbacks of a buffer no connection can be freed: the loop does it.
 void makeRoom(const evhttp_request* req, const evhttp_request* spared) {
     const Record record = copyOf(records, req);
-    if (record.http == nullptr || req->evcon == nullptr || heldBy(req, record) < kSmallBody) {
+    if (record.http == nullptr || req->evcon == nullptr || heldBy(req, record) < kSmallHolding) {
         return;
     }
     while (const evhttp_request* largest = takeLargest(record.http, spared)) {
@@ -178,7 +179,7 @@ void makeRoom(const evhttp_request* req, const evhttp_request* spared) {
 // The library keeps each chunk in the block of memory that it was read into, however little of that it fills: one byte
 // a block, and a body of 16 MiB would take thousands of times as much. So they are packed here, and it never has more
 // than one.
-void keepChunk(evhttp_request* req, void*) {
+void keepChunk(evhttp_request* req, void*) noexcept {
     const std::shared_ptr<evbuffer> chunks = copyOf(records, req).chunks;
     char block[4096];
     for (int count = 0; (count = evbuffer_remove(req->input_buffer, block, sizeof block)) > 0;) {
@@ -213,20 +214,26 @@ void speedUp(const evhttp_request* req) {
     bufferevent_set_max_single_read(evhttp_connection_get_bufferevent(req->evcon), 0);
 }
 
+bool isBeingAnswered(const evhttp_request* req) {
+    const Record record = copyOf(records, req);
+    return record.complete || record.broken;
+}
+
 // The library limits headers and bodies, but neither the line in front of a chunk, which it also searches for its
 // end again with every packet, nor what a client sends while its answer is being written. Such a connection is not
 // read any further: the first stays incomplete and goes by its age, the second goes on with its next request.
 // (A high watermark would not do: this library calls a reader that cannot go on again and again then.)
-void onInput(evbuffer* input, const evbuffer_cb_info* info, void* arg) {
+void onInput(evbuffer* input, const evbuffer_cb_info* info, void* arg) noexcept {
     auto* req = static_cast<evhttp_request*>(arg);
     const bool waitsForChunk = req->chunked != 0 && req->ntoread < 0;
     // What stands in front of what has just come is a line without an end. When something has been taken away, it is what
     // had not been looked at yet: chunks that came together.
     if ((waitsForChunk && info->n_added > 0 && info->orig_size > kMaxChunkLine) ||
-        (copyOf(records, req).complete && evbuffer_get_length(input) > kMaxPipelined)) {
+        (isBeingAnswered(req) && evbuffer_get_length(input) > kMaxPipelined)) {
         bufferevent_disable(evhttp_connection_get_bufferevent(req->evcon), EV_READ);
     }
-    if (info->n_added > 0 && (info->orig_size + info->n_added) / kSmallBody > info->orig_size / kSmallBody) {
+    if (info->n_added > 0 &&
+        (info->orig_size + info->n_added) / kSmallHolding > info->orig_size / kSmallHolding) {
         makeRoom(req, nullptr);
     }
 }
@@ -263,7 +270,7 @@ void answerInOwnVersion(evhttp_request* req) {
     }
 }
 
-int onHeaders(evhttp_request* req, void* http) {
+int onHeaders(evhttp_request* req, void* http) noexcept {
     answerInOwnVersion(req);
     watchInput(req);
     copyOf(servers, static_cast<evhttp*>(http)).prehandle.call(req);
@@ -277,10 +284,20 @@ int onHeaders(evhttp_request* req, void* http) {
     return 0;
 }
 
-void onComplete(evhttp_request* req, void*) {
+// Its headers may never have come; what follows them comes all the same, for as long as the answer is not taken.
+void onBroken(evhttp_request* req) {
+    changeRecord(req, [](Record& record) { record.broken = true; });
+    if (!copyOf(records, req).watched) {
+        watchInput(req);
+    }
+}
+
+void onComplete(evhttp_request* req, void*) noexcept {
     answerInOwnVersion(req);
     // The library reports a broken request here too, without a URI, and answers it itself.
-    if (req->uri != nullptr) {
+    if (req->uri == nullptr) {
+        onBroken(req);
+    } else {
         if (const std::shared_ptr<evbuffer> chunks = copyOf(records, req).chunks; chunks != nullptr) {
             evbuffer_add_buffer(req->input_buffer, chunks.get());
         }

@@ -12,6 +12,7 @@
 #include <event2/bufferevent.h>
 #include <event2/http.h>
 #include <event2/http_struct.h>
+#include <sys/socket.h>
 
 #include "HttpFixture.h"
 #include "src/http/evhttp_hooks.h"
@@ -125,11 +126,20 @@ class EvhttpHooks : public HttpFixture {
 
     // Whether the server stops reading from the connection of the request whose headers came last.
     bool StopsReading() {
-        return pump_until(m_base.get(), [this] {
-            bufferevent* connection =
-                evhttp_connection_get_bufferevent(evhttp_request_get_connection(m_request));
-            return (bufferevent_get_enabled(connection) & EV_READ) == 0;
-        });
+        return StopsReadingFrom(evhttp_connection_get_bufferevent(evhttp_request_get_connection(m_request)));
+    }
+    bool StopsReadingFrom(bufferevent* connection) {
+        return pump_until(m_base.get(),
+                          [connection] { return (bufferevent_get_enabled(connection) & EV_READ) == 0; });
+    }
+
+    // From now on the socket takes nothing, until its client reads.
+    static void FillSendBuffer(int socket) {
+        const std::string bytes(100000, 'x');
+        for (const std::size_t size : {bytes.size(), std::size_t{1}}) {
+            while (send(socket, bytes.data(), size, MSG_DONTWAIT | MSG_NOSIGNAL) > 0) {
+            }
+        }
     }
 
     static void onHeaders(evhttp_request* req, void* arg) {

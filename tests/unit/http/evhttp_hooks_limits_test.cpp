@@ -215,6 +215,22 @@ TEST_F(EvhttpHooks, StopReadingRequestsThatPileUpBehindAnAnswer) {
     EXPECT_TRUE(StopsReading());
 }
 
+TEST_F(EvhttpHooks, StopReadingWhatComesBehindABrokenRequestWhoseAnswerIsNotTaken) {
+    bufferevent* connection = nullptr;
+    onRequest = [&connection](evhttp_request* req) {
+        connection = evhttp_connection_get_bufferevent(evhttp_request_get_connection(req));
+        evhttp_send_reply(req, 200, "OK", nullptr);
+    };
+    RawHttpClient client = connect();
+    client.exchange(kGet);
+    FillSendBuffer(bufferevent_getfd(connection));
+
+    client.send("broken\r\n\r\n");
+    client.send(std::string(1000000, 'x'));
+
+    EXPECT_TRUE(StopsReadingFrom(connection));
+}
+
 TEST_F(EvhttpHooks, GoOnWithThePiledUpRequestsAfterTheAnswer) {
     onRequest = SendLargeAnswer;
     RawHttpClient client = connect();
