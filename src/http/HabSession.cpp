@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -16,6 +15,7 @@
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
 #include "src/base/json_helpers.h"
+#include "src/base/printable_text.h"
 #include "src/base/scoped_locking.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabRequest.h"
@@ -79,6 +79,7 @@ OncePerMinute HabSessionImpl::m_line;
 HabSessionImpl::Order& HabSessionImpl::m_free = *new Order;
 HabSessionImpl::Order& HabSessionImpl::m_subscribed = *new Order;
 HabSessionImpl::Order& HabSessionImpl::m_connected = *new Order;
+std::deque<unsigned int>& HabSessionImpl::m_orphans = *new std::deque<unsigned int>;
 void (*HabSessionImpl::m_dropped)(unsigned int numberId) = [](unsigned int) {};
 
 HabSessionImpl::HabSessionImpl(const char* id)
@@ -121,13 +122,14 @@ void HabSessionImpl::findUsedNumbers() {
     for (const auto& [id, entry] : m_sessionMap) {
         m_usedNumbers.insert(entry.session->getNumberId());
     }
+    m_usedNumbers.insert(m_orphans.begin(), m_orphans.end());
 }
 
 HabSession* HabSessionImpl::sessionForRequest(HabRequest* request) {
     const char* id = request->getRequestCookie(kCookie);
     HabSessionImpl* session = nullptr;
     if (id != nullptr && id[0] != '\0') {
-        logger_function(7, kModule, "Got session id %s from cookie in request.", id);
+        logger_function(7, kModule, "Got session id %s from cookie in request.", text_for_log(id).c_str());
         session = findLive(id);
     }
     if (session == nullptr) {
@@ -146,6 +148,9 @@ HabSessionImpl* HabSessionImpl::findLive(const char* id) {
     }
     if (found->second.session->isExpired()) {
         logger_function(3, kModule, "Existing session with id %s has expired", id);
+        if (found->second.subscriptions > 0 && found->second.connections == 0) {
+            m_orphans.push_back(found->second.session->getNumberId());
+        }
         leave(found);
         return nullptr;
     }
@@ -258,30 +263,39 @@ void HabSessionImpl::setDroppedCallback(void (*dropped)(unsigned int numberId)) 
     m_dropped = dropped;
 }
 
-// A client that never sends its cookie back costs a session a request.
 void HabSessionImpl::makeRoom() {
     std::vector<unsigned int> subscribed;
     {
         const concurrency::scoped_mutex lock(m_sessionMapLock);
-        if (m_sessionMap.size() < m_maxSessions) {
-            return;
+        // Nobody can end the subscriptions of a session that has expired, and a client can leave some behind again and
+        // again. They stay, but not more of them than sessions may.
+        if (m_orphans.size() > m_maxSessions) {
+            subscribed.push_back(m_orphans.front());
+            m_orphans.pop_front();
         }
-        // Two, in case there were too many while they were all held.
-        for (int i = 0; i < 2 && m_sessionMap.size() >= m_maxSessions; ++i) {
-            const bool isDropped = dropOldest(m_subscribed, Subscribed::kExpired, subscribed) ||
-                                   dropOldest(m_free, Subscribed::kExpired, subscribed);
-            // A client can subscribe with each of its requests in a session of its own.
-            if (!isDropped && m_sessionMap.size() >= 2 * m_maxSessions) {
-                dropOldest(m_subscribed, Subscribed::kAny, subscribed);
-            }
-        }
-        if (const unsigned long count = m_line.take(); count > 0) {
-            logger_function(4, kModule, "%lu new sessions beyond %zu: those not used for longest go", count,
-                            m_maxSessions);
+        if (m_sessionMap.size() >= m_maxSessions) {
+            dropSessions(subscribed);
         }
     }
     for (const unsigned int number : subscribed) {
         m_dropped(number);
+    }
+}
+
+// A client that never sends its cookie back costs a session a request.
+void HabSessionImpl::dropSessions(std::vector<unsigned int>& subscribed) {
+    // Two, in case there were too many while they were all held.
+    for (int i = 0; i < 2 && m_sessionMap.size() >= m_maxSessions; ++i) {
+        const bool isDropped = dropOldest(m_subscribed, Subscribed::kExpired, subscribed) ||
+                               dropOldest(m_free, Subscribed::kExpired, subscribed);
+        // A client can subscribe with each of its requests in a session of its own.
+        if (!isDropped && m_sessionMap.size() >= 2 * m_maxSessions) {
+            dropOldest(m_subscribed, Subscribed::kAny, subscribed);
+        }
+    }
+    if (const unsigned long count = m_line.take(); count > 0) {
+        logger_function(4, kModule, "%lu new sessions beyond %zu: those not used for longest go", count,
+                        m_maxSessions);
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <pthread.h>
 
+#include <deque>
 #include <list>
 #include <map>
 #include <memory>
@@ -80,9 +81,10 @@ class HabSessionImpl : public HabSession {
     static void setSessionForId(const HabSessionImpl* session, char* id);
     static void sessionEnded(const char* id);
     // Keeps the session from being dropped; one that is held by subscriptions alone goes when it expires, or when there
-    // are too many of them. Null for a session that is not in the table.
+    // are too many of them. Null for a session that the table has never had.
     [[nodiscard]] static Hold hold(HabSession* session, HeldBy what);
-    // Runs for each session that is dropped while subscriptions hold it, with its number. They are to end.
+    // Runs with the number of each session whose subscriptions are to end: because it is dropped with them, or because too
+    // many have been left behind by expired ones.
     static void setDroppedCallback(void (*dropped)(unsigned int numberId));
     // How many the table keeps, kMaxSessions unless this is called, which is before the first one.
     static void setMaxSessions(std::size_t max);
@@ -130,6 +132,7 @@ class HabSessionImpl : public HabSession {
     static void sortIn(SessionMap::iterator entry);
     static void changeHolds(const HabSessionImpl& session, HeldBy what, int change);
     static void makeRoom();
+    static void dropSessions(std::vector<unsigned int>& subscribed);
     enum class Subscribed { kExpired, kAny };
     static bool dropOldest(Order& order, Subscribed which, std::vector<unsigned int>& subscribed);
     bool isIdleTooLong() const;
@@ -145,6 +148,8 @@ class HabSessionImpl : public HabSession {
     static Order& m_free;
     static Order& m_subscribed;
     static Order& m_connected;
+    // Numbers of expired sessions that had subscriptions and no connection; the longest expired first.
+    static std::deque<unsigned int>& m_orphans;
     static void (*m_dropped)(unsigned int numberId);
 
     MallocedText m_sessionId;

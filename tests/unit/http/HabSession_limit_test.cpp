@@ -2,6 +2,7 @@
 
 // What a full session table keeps.
 
+#include <algorithm>
 #include <chrono>
 #include <climits>
 #include <list>
@@ -250,6 +251,42 @@ TEST_F(FullSessionTable, MakesANewSessionAsFastAsAnEmptyOneHoweverManyAreHeld) {
     }
 
     EXPECT_LT(time_of(1000), 15 * empty);
+}
+
+TEST_F(FullSessionTable, ForgetsTheSubscriptionsOfExpiredSessionsBeyondAsManyAsItHolds) {
+    HabSessionImpl::setMaxSessions(3);
+    std::vector<unsigned int> numbers;
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_TRUE(dropped().empty());
+        HabSession* const session = New();
+        const std::string id = session->sessionId();
+        numbers.push_back(session->getNumberId());
+        Hold(session, kSubscription);
+        Advance(301);
+        EXPECT_FALSE(Has(id));
+    }
+    HabSessionImpl::setMaxSessions(kMax);
+
+    EXPECT_EQ(dropped(), std::vector<unsigned int>{numbers[0]});
+}
+
+TEST_F(FullSessionTable, LeavesTheSubscriptionsOfAnExpiredSessionToTheConnectionThatHoldsIt) {
+    HabSessionImpl::setMaxSessions(1);
+    std::vector<unsigned int> numbers;
+    for (int i = 0; i < 3; ++i) {
+        HabSession* const session = New();
+        const std::string id = session->sessionId();
+        numbers.push_back(session->getNumberId());
+        Hold(session, kSubscription);
+        Hold(session, kConnection);
+        Advance(301);
+        EXPECT_FALSE(Has(id));
+    }
+    HabSessionImpl::setMaxSessions(kMax);
+
+    for (const unsigned int number : numbers) {
+        EXPECT_EQ(std::ranges::count(dropped(), number), 0);
+    }
 }
 
 TEST_F(FullSessionTable, HoldsNoSessionOutsideOfIt) {
