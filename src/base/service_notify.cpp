@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "runtime/logging.h"
 
@@ -50,9 +51,12 @@ ManagerAddress manager_address(const char* text) {
     return address;
 }
 
-// Async-signal-safe.
-bool send_state(const ManagerAddress& manager, std::string_view state) {
-    const UniqueFd socket_fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+// Both async-signal-safe.
+UniqueFd manager_socket() {
+    return UniqueFd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+}
+
+bool send_state(const UniqueFd& socket_fd, const ManagerAddress& manager, std::string_view state) {
     return socket_fd.valid() &&
            sendto(socket_fd.get(), state.data(), state.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
                   reinterpret_cast<const sockaddr*>(&manager.name),
@@ -66,13 +70,11 @@ pid_t exit_process = 0;
 
 void send_stopping() {
     if (getpid() == exit_process) {
-        send_state(exit_manager, "STOPPING=1");
+        send_state(manager_socket(), exit_manager, "STOPPING=1");
     }
 }
 
-}  // namespace
-
-bool service_notify(const std::string& state) {
+bool notify_over(const UniqueFd& socket_fd, std::string_view state) {
     const char* text = getenv("NOTIFY_SOCKET");
     if (text == nullptr) {
         return false;
@@ -82,7 +84,13 @@ bool service_notify(const std::string& state) {
         errno = EINVAL;
         return false;
     }
-    return send_state(manager, state);
+    return send_state(socket_fd, manager, state);
+}
+
+}  // namespace
+
+bool service_notify(const std::string& state) {
+    return notify_over(manager_socket(), state);
 }
 
 void service_notify_stopping_at_exit() {
@@ -100,12 +108,14 @@ uint64_t service_watchdog_usec() {
     return is_for_us ? number_of_environment("WATCHDOG_USEC") : 0;
 }
 
-ServiceNotifier::ServiceNotifier(event_base* base)
-    : m_ready_event(event_new(base, -1, 0, on_ready, nullptr)),
-      m_watchdog_event(event_new(base, -1, EV_PERSIST, on_watchdog, nullptr)) {
+ServiceNotifier::ServiceNotifier(event_base* base, std::function<bool()> is_well)
+    : m_is_well(std::move(is_well)),
+      m_ready_event(event_new(base, -1, 0, on_ready, this)),
+      m_watchdog_event(event_new(base, -1, EV_PERSIST, on_watchdog, this)) {
     if (getenv("NOTIFY_SOCKET") == nullptr) {
         return;
     }
+    m_socket = manager_socket();
     event_active(m_ready_event.get(), EV_TIMEOUT, 0);
     if (const uint64_t wanted_usec = service_watchdog_usec(); wanted_usec > 0) {
         const uint64_t period_usec = std::max(wanted_usec / 2, kShortestPeriodUsec);
@@ -115,19 +125,22 @@ ServiceNotifier::ServiceNotifier(event_base* base)
     }
 }
 
-void ServiceNotifier::on_ready(evutil_socket_t, short, void*) noexcept {
-    if (!service_notify("READY=1")) {
+void ServiceNotifier::on_ready(evutil_socket_t, short, void* self) noexcept {
+    if (!notify_over(static_cast<ServiceNotifier*>(self)->m_socket, "READY=1")) {
         logger_function(4, "service_notify", "the service manager was not told of the start: %s",
                         strerror(errno));
     }
 }
 
-void ServiceNotifier::on_watchdog(evutil_socket_t, short, void*) noexcept {
-    service_notify("WATCHDOG=1");
+void ServiceNotifier::on_watchdog(evutil_socket_t, short, void* self) noexcept {
+    const auto* notifier = static_cast<ServiceNotifier*>(self);
+    if (notifier->m_is_well()) {
+        notify_over(notifier->m_socket, "WATCHDOG=1");
+    }
 }
 
 void ServiceNotifier::announce_stopping() {
     event_del(m_ready_event.get());
     event_del(m_watchdog_event.get());
-    service_notify("STOPPING=1");
+    notify_over(m_socket, "STOPPING=1");
 }

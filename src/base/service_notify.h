@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "src/base/owners.h"
@@ -27,8 +28,9 @@ void service_notify_stopping_at_exit();
 class ServiceNotifier {
   public:
     // Sends "READY=1" in the loop's next turn, from which on the program serves, and "WATCHDOG=1" at half of the time that
-    // the manager wants: a loop that hangs is silent.
-    explicit ServiceNotifier(event_base* base);
+    // the manager wants: a loop that hangs is silent, and so is a program that is not well any more.
+    explicit ServiceNotifier(
+        event_base* base, std::function<bool()> is_well = [] { return true; });
     ServiceNotifier(const ServiceNotifier&) = delete;
     ServiceNotifier& operator=(const ServiceNotifier&) = delete;
     ~ServiceNotifier() = default;
@@ -37,9 +39,12 @@ class ServiceNotifier {
     void announce_stopping();
 
   private:
-    static void on_ready(evutil_socket_t, short, void*) noexcept;
-    static void on_watchdog(evutil_socket_t, short, void*) noexcept;
+    static void on_ready(evutil_socket_t, short, void* self) noexcept;
+    static void on_watchdog(evutil_socket_t, short, void* self) noexcept;
 
+    std::function<bool()> m_is_well;
+    // Open from the start: a program whose clients have taken all descriptors still has to be heard.
+    UniqueFd m_socket;
     EventPtr m_ready_event;
     EventPtr m_watchdog_event;
 };

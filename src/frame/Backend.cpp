@@ -156,7 +156,10 @@ void Backend::tellServiceManager() {
     if (m_cbusConnection->socket < 0) {
         return;
     }
-    m_notifier = std::make_unique<ServiceNotifier>(m_server->getEventbase());
+    // A bus that has ended is seen by the manager itself. One that lives and has cut this connection off, because nothing
+    // was taken from it for too long, is not: only a new process gets a new one.
+    m_notifier = std::make_unique<ServiceNotifier>(m_server->getEventbase(),
+                                                   [this] { return m_cbusConnection->socket >= 0; });
     // Signals end the process by exit() wherever it stands.
     service_notify_stopping_at_exit();
 }

@@ -158,10 +158,12 @@ void SocketTransport::onAccept(evconnlistener* listener, int fd, sockaddr*, int)
 
 void SocketTransport::onError(evconnlistener* listener) {
     const int error = errno;
+    pauseAccepting();
     if (passes_by_itself(error)) {
-        logger_function(3, kModule, "Got an error %d (%s) on the listener. Accepting again in %d ms.\n",
-                        error, strerror(error), kAcceptPauseMs);
-        pauseAccepting();
+        if (m_pauseLine.take() > 0) {
+            logger_function(3, kModule, "Got an error %d (%s) on the listener. Accepting again in %d ms.\n",
+                            error, strerror(error), kAcceptPauseMs);
+        }
         return;
     }
     logger_function(3, kModule, "Got an error %d (%s) on the listener. Shutting down.\n", error,
@@ -169,7 +171,7 @@ void SocketTransport::onError(evconnlistener* listener) {
     event_base_loopexit(evconnlistener_get_base(listener), nullptr);
 }
 
-// A peer that waits keeps the listener readable: without a pause the loop would spin until a descriptor is free.
+// A peer that waits keeps the listener readable: without a pause the loop would spin until it is accepted.
 void SocketTransport::pauseAccepting() {
     const timeval pause = {kAcceptPauseMs / 1000, (kAcceptPauseMs % 1000) * 1000};
     evconnlistener_disable(m_listener.get());
@@ -238,7 +240,7 @@ void SocketTransport::makeRoom(size_t held) {
 
 void SocketTransport::receive(std::string_view text) {
     text = trim_message(text);
-    logger_function(7, kModule, "Got message: %.*s\n", static_cast<int>(text.size()), text.data());
+    logger_function(7, kModule, "Got message: %s\n", text_for_log(text).c_str());
     const std::string whole(text);
     const char* stopped_at = whole.c_str();
     const JsonPtr message = json_parse_foreign(whole, &stopped_at);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "src/base/ConnectionLimit.h"
+#include "src/base/OncePerMinute.h"
 #include "src/base/owners.h"
 #include "src/rpc/MessageScanner.h"
 #include "src/rpc/RPCTransport.h"
@@ -61,7 +62,8 @@ class SocketTransport : public RPCTransport {
     void onRead(bufferevent* connection);
     void onWritten();
     void onEvent(bufferevent* connection, short events);
-    // Without descriptors or memory accepting pauses for kAcceptPauseMs; any other error ends the main loop.
+    // Accepting pauses for kAcceptPauseMs. Without descriptors or memory that is all, with one log line a minute; any
+    // other error asks the loop to end as well. (The daemon's own begins again at once.)
     void onError(evconnlistener* listener);
     // Removes the transport and deletes it.
     static void destroy(SocketTransport* transport);
@@ -86,8 +88,9 @@ class SocketTransport : public RPCTransport {
     bool m_isOutputWaiting = false;
     BuffereventPtr m_connection;
     MessageScanner m_scanner;
-    // Only the listening object has these three; the timer refers to the listener and goes before it.
+    // Only the listening object has these four; the timer refers to the listener and goes before it.
     std::unique_ptr<ConnectionLimit> m_limit;
+    OncePerMinute m_pauseLine;
     ListenerPtr m_listener;
     EventPtr m_resumeAccepting;
 };

@@ -126,6 +126,17 @@ TEST_F(ManagedDaemon, TellsTheWatchdogNothingWhileItWaitsForTheDatabase) {
     EXPECT_EQ(m_manager.Await(), "WATCHDOG=1");
 }
 
+TEST_F(ManagedDaemon, TellsTheWatchdogNothingWhenItHasLostItsBus) {
+    StartDaemon(m_watched);
+    ASSERT_EQ(m_manager.Await(), "READY=1");
+    ASSERT_EQ(m_manager.Await(), "WATCHDOG=1");
+
+    m_unit.bus().signal(SIGKILL);
+
+    EXPECT_TRUE(AwaitSilence());
+    EXPECT_EQ(Request("GET", "/system/info").status, 200);
+}
+
 class EndedDaemon : public ManagedDaemon, public testing::WithParamInterface<int> {};
 
 TEST_P(EndedDaemon, SaysThatItEndsAndEndsWithStatusOne) {

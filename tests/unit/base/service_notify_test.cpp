@@ -14,6 +14,7 @@
 #include <string>
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FullDescriptorTable.h"
 #include "tests/support/ServiceManager.h"
 #include "tests/support/pump_until.h"
 
@@ -209,6 +210,33 @@ TEST_F(Manager, HearsTheWatchdogAgainAndAgainUntilTheEnd) {
 
     notifier.announce_stopping();
     EXPECT_EQ(event_base_get_num_events(m_base.get(), EVENT_BASE_COUNT_ADDED), 0);
+}
+
+TEST_F(Manager, HearsTheWatchdogWhenNoDescriptorIsLeft) {
+    ListenAt(m_abstract);
+    setenv("WATCHDOG_USEC", "4000", 1);
+    const ServiceNotifier notifier(m_base.get());
+    Turn();
+    EXPECT_EQ(Hear(), "READY=1");
+
+    const FullDescriptorTable full;
+    std::string heard;
+
+    EXPECT_TRUE(pump_until(m_base.get(), [&] { return !(heard = Hear()).empty(); }));
+    EXPECT_EQ(heard, "WATCHDOG=1");
+}
+
+TEST_F(Manager, HearsNoWatchdogOfAProgramThatIsNotWell) {
+    ListenAt(m_abstract);
+    setenv("WATCHDOG_USEC", "4000", 1);
+    int looks = 0;
+    const ServiceNotifier notifier(m_base.get(), [&looks] { return ++looks == 1; });
+
+    pump_until(m_base.get(), [&] { return looks == 3; });
+
+    EXPECT_EQ(Hear(), "READY=1");
+    EXPECT_EQ(Hear(), "WATCHDOG=1");
+    EXPECT_EQ(Hear(), "");
 }
 
 TEST_F(Manager, WantsTheWatchdogOfTheProcessThatItNames) {

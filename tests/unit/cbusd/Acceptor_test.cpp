@@ -2,13 +2,11 @@
 
 #include "device/cbusd/Acceptor.h"
 
-#include <fcntl.h>
-#include <sys/resource.h>
-
 #include <cerrno>
 #include <string>
 
 #include "BrokerFixture.h"
+#include "tests/support/FullDescriptorTable.h"
 
 namespace {
 
@@ -27,23 +25,6 @@ class BusDoor : public testing::Test {
     std::vector<UniqueFd> m_accepted;
     Acceptor m_acceptor{m_base.get(), bus_listen(m_address.c_str()), kRetryMs,
                         [this](UniqueFd socket) { m_accepted.push_back(std::move(socket)); }};
-};
-
-// While it lives, the process cannot open another descriptor.
-class NoDescriptorFree {
-  public:
-    NoDescriptorFree() {
-        getrlimit(RLIMIT_NOFILE, &m_before);
-        const UniqueFd next(open("/dev/null", O_RDONLY | O_CLOEXEC));
-        const rlimit full{static_cast<rlim_t>(next.get()), m_before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &full);
-    }
-    NoDescriptorFree(const NoDescriptorFree&) = delete;
-    NoDescriptorFree& operator=(const NoDescriptorFree&) = delete;
-    ~NoDescriptorFree() { setrlimit(RLIMIT_NOFILE, &m_before); }
-
-  private:
-    rlimit m_before{};
 };
 
 }  // namespace
@@ -69,7 +50,7 @@ TEST_F(BusDoor, ACrowdIsLetInWhole) {
 TEST_F(BusDoor, WithoutADescriptorItWaitsForOneWithOneLogLine) {
     const UniqueFd client = Knock();
     {
-        const NoDescriptorFree full;
+        const FullDescriptorTable full;
         const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(5 * kRetryMs);
         int turns = 0;
         for (; std::chrono::steady_clock::now() < end; ++turns) {

@@ -2,15 +2,13 @@
 
 // What clients may take of the server by themselves: answers that nobody reads, time, lines of the log.
 
-#include <fcntl.h>
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <chrono>
 #include <list>
 
 #include "EventServerFixture.h"
 #include "src/http/HabEventServer.h"
+#include "tests/support/FullDescriptorTable.h"
 
 namespace {
 
@@ -30,23 +28,6 @@ class LongAnswer : public HabHandler {
 
   private:
     std::string m_text;
-};
-
-// As long as it lives no descriptor can be opened.
-class FullDescriptorTable {
-  public:
-    FullDescriptorTable() {
-        getrlimit(RLIMIT_NOFILE, &m_before);
-        const UniqueFd next(open("/dev/null", O_RDONLY | O_CLOEXEC));
-        const rlimit full{static_cast<rlim_t>(next.get()), m_before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &full);
-    }
-    FullDescriptorTable(const FullDescriptorTable&) = delete;
-    FullDescriptorTable& operator=(const FullDescriptorTable&) = delete;
-    ~FullDescriptorTable() { setrlimit(RLIMIT_NOFILE, &m_before); }
-
-  private:
-    rlimit m_before{};
 };
 
 class ServerLimits : public EventServerFixture {
@@ -141,6 +122,20 @@ TEST_F(ServerLimits, LogRequestsThatAreBadOnceAMinute) {
     EXPECT_TRUE(log.has("3 src/HabEventServer: 1 requests without a path, the last for ?channel=a"));
     EXPECT_TRUE(log.has("3 src/HabEventServer: 1 requests without a channel, the last for /activity?x=1"));
     EXPECT_EQ(log.countOf("3 "), 3);
+}
+
+TEST_F(ServerLimits, LogNoControlCharacterOfARequestThatIsServed) {
+    LongAnswer handler(1);
+    HabDispatcher::registerUri("/long", 15, &handler);
+    const CapturedLog log;
+
+    SendEach({"GET /long%0aforged HTTP/1.1\r\nCookie: DRHABSESSID=\x1b[2J\r\nAccept: \x1b[2J\r\n\r\n"});
+
+    EXPECT_EQ(handler.answers, 1);
+    for (const std::string& line : log.lines()) {
+        EXPECT_EQ(line.find("\x1b"), std::string::npos) << line;
+        EXPECT_EQ(line.find("\nforged"), std::string::npos) << line;
+    }
 }
 
 TEST_F(ServerLimits, LogNoControlCharacterOfAClient) {

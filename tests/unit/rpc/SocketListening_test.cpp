@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include <event2/event.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -18,6 +16,7 @@
 
 #include "RpcSocketFixture.h"
 #include "runtime/c_owner.h"
+#include "tests/support/FullDescriptorTable.h"
 
 namespace {
 
@@ -31,29 +30,9 @@ std::set<int> open_descriptors() {
     return descriptors;
 }
 
-// Lets no further descriptor be opened.
-class NoMoreDescriptors {
-  public:
-    NoMoreDescriptors() {
-        getrlimit(RLIMIT_NOFILE, &m_before);
-        const rlimit none = {static_cast<rlim_t>(*open_descriptors().rbegin() + 1), m_before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
-        for (int fd = dup(0); fd >= 0; fd = dup(0)) {
-            m_fillers.emplace_back(fd);
-        }
-    }
-    ~NoMoreDescriptors() { setrlimit(RLIMIT_NOFILE, &m_before); }
-    NoMoreDescriptors(const NoMoreDescriptors&) = delete;
-    NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
-
-  private:
-    rlimit m_before = {};
-    std::vector<UniqueFd> m_fillers;
-};
-
 // Without descriptors the sanitizers cannot look at virtual calls, so that nothing but the loop runs meanwhile.
 void turn_without_descriptors(event_base* loop, int times) {
-    const NoMoreDescriptors none;
+    const FullDescriptorTable full;
     for (int i = 0; i < times; ++i) {
         event_base_loop(loop, EVLOOP_NONBLOCK);
     }
@@ -158,6 +137,21 @@ TEST_F(SocketListeningTest, LeavesTheLoopOnAnyOtherListenerError) {
         log.count(
             "3 src/SocketTransport: Got an error 22 (Invalid argument) on the listener. Shutting down.\n"),
         1);
+}
+
+TEST_F(SocketListeningTest, PausesAcceptingAfterAnyOtherListenerError) {
+    const UniqueFd other(dup(0));
+    const ListenerPtr broken(evconnlistener_new(loop.get(), nullptr, nullptr, 0, 0, other.get()));
+    const Client client = Connect();
+
+    errno = EINVAL;
+    listening->onError(broken.get());
+    for (int i = 0; i < 3; ++i) {
+        event_base_loop(loop.get(), EVLOOP_NONBLOCK);
+    }
+
+    EXPECT_TRUE(listener.live().empty());
+    EXPECT_TRUE(UntilConnections(1));
 }
 
 TEST_F(SocketListeningTest, ClosesAConnectionAboveTheLimitAtOnce) {
