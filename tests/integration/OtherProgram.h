@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <string>
 
 #include "RunningUnit.h"
 #include "cbus/cbus.h"
@@ -11,8 +12,9 @@
 // OtherProgram: another client of the configuration database of the unit.
 class OtherProgram {
   public:
-    explicit OtherProgram(const RunningUnit& unit) {
-        setenv("CBUS_ADDR", unit.busAddress().c_str(), 1);
+    explicit OtherProgram(const RunningUnit& unit) : OtherProgram(unit.busAddress()) {}
+    explicit OtherProgram(const std::string& bus) {
+        setenv("CBUS_ADDR", bus.c_str(), 1);
         m_bus.reset(cbus_conn_create(nullptr, "test"));
         config_init_cbus(m_bus.get(), nullptr);
     }

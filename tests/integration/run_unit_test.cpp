@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -15,7 +16,9 @@
 #include <vector>
 
 #include "HttpClient.h"
+#include "OtherProgram.h"
 #include "RunningUnit.h"
+#include "config_client/config_client_api.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempDirectory.h"
 
@@ -25,12 +28,17 @@ namespace {
 
 using testing::HasSubstr;
 
-// Sooner or later, within ten seconds.
-bool Await(const std::function<bool()>& condition) {
-    for (int i = 0; i < 1000 && !condition(); ++i) {
+// Sooner or later, within so many seconds.
+bool Await(const std::function<bool()>& condition, int seconds = 10) {
+    for (int i = 0; i < 100 * seconds && !condition(); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return condition();
+}
+
+bool LogHas(const std::filesystem::path& log, const std::string& text) {
+    std::ifstream file(log);
+    return std::string(std::istreambuf_iterator<char>(file), {}).find(text) != std::string::npos;
 }
 
 // The process of that name whose parent it is; 0 when there is none.
@@ -76,6 +84,14 @@ class RunUnit : public testing::Test {
     [[nodiscard]] bool Answers() const {
         return HttpClient(m_port).request("GET", "/system/info", "", {"Accept: application/json"}).status ==
                200;
+    }
+    // Of nearly 1 MiB each, below a key that the daemon follows once it has been asked.
+    void WriteLargeValues(int count) const {
+        const OtherProgram program(m_bus);
+        const std::string value(1000000, 'x');
+        for (int i = 0; i < count; ++i) {
+            config_write_string(("ram.system.test.large" + std::to_string(i)).c_str(), value.c_str());
+        }
     }
     void TearDown() override {
         if (m_script != nullptr) {
@@ -186,6 +202,24 @@ TEST_F(RunUnit, ServesAgainAfterSeveralOfItsProgramsWereKilledAtOnce) {
     EXPECT_TRUE(Await([&] { return Child("diagd") != 0 && Child("configd") != 0; })) << m_script->output();
     EXPECT_THAT(HttpClient(m_port).request("GET", "/system/info", "", {"Accept: application/json"}).body,
                 HasSubstr("HM24071983"));
+}
+
+// One that was stopped too long; its signals are some 12 MiB by then.
+TEST_F(RunUnit, ServesAgainAfterItsBusHasCutTheDaemonOff) {
+    const std::filesystem::path state = m_directory.file("state");
+    Run({"--still", "--state", state});
+    const pid_t daemon = Child("web_app");
+    ASSERT_GT(daemon, 0);
+    // A resource follows its keys from the first request on.
+    HttpClient(m_port).request("GET", "/example/test", "", {"Accept: application/json"});
+    kill(daemon, SIGSTOP);
+
+    WriteLargeValues(12);
+    const bool isCutOff = Await([&] { return LogHas(state / "cbusd.log", "has taken nothing"); }, 30);
+    kill(daemon, SIGCONT);
+
+    ASSERT_TRUE(isCutOff);
+    EXPECT_TRUE(Await([&] { return IsAnother("web_app", daemon) && Answers(); }, 30)) << m_script->output();
 }
 
 TEST_F(RunUnit, TellsOfAPortThatIsTaken) {
