@@ -97,7 +97,7 @@ class EventList {
   private:
     static constexpr std::size_t kShortText = 512;
 
-    static void release(const void*, size_t, void* kept) {
+    static void release(const void*, size_t, void* kept) noexcept {
         const std::unique_ptr<std::shared_ptr<const std::string>> owner(
             static_cast<std::shared_ptr<const std::string>*>(kept));
     }
@@ -106,7 +106,7 @@ class EventList {
     std::size_t m_count = 0;
 };
 
-void onClosed(evhttp_connection* conn, void* server) {
+void onClosed(evhttp_connection* conn, void* server) noexcept {
     static_cast<HabEventServer*>(server)->connection_closed_handler(conn);
 }
 
@@ -213,8 +213,8 @@ void HabEventServer::waitOnChannel(evhttp_request* req, const PushQuery& query, 
     const int maxChannels = HabConfig::getInstance()->getHttpPushMaxChannels();
     if (std::cmp_greater_equal(pendingRequests.size(), maxChannels)) {
         logger_function(3, kModule, "Too many push channels! Max: %d", maxChannels);
-        if (isNew) {
-            // The table is full and stays full; with the names of refused clients it would grow without end.
+        if (isNew && std::cmp_greater(pendingRequests.size(), maxChannels)) {
+            // The table was full without it; with the names of all refused clients it would grow without end.
             pendingRequests.erase(query.channel());
             pendingEvents.erase(query.channel());
         }

@@ -66,6 +66,20 @@ TEST_F(PushChannels, LetASubscriberWithoutANewerEventWaitForTheNextPublication) 
     });
 }
 
+TEST_F(PushChannels, NameTheInstanceInLowerCaseHexadecimalToEverySubscriberAndToNoPublisher) {
+    Serve([this] {
+        RawHttpClient waiting = m_server.connect();
+        waiting.send(Subscription("?channel=a"));
+        ASSERT_TRUE(Waits(1));
+
+        EXPECT_FALSE(Has(Publish("{}"), "X-Server-instance"));
+
+        EXPECT_TRUE(Has(waiting.receive(), "X-Server-instance: 0x1a2b3c"));
+        EXPECT_TRUE(
+            Has(m_server.connect().exchange(Subscription("?channel=a")), "X-Server-instance: 0x1a2b3c"));
+    });
+}
+
 TEST_F(PushChannels, AnswerEveryWaitingSubscriberFromItsOwnLastEvent) {
     Serve([this] {
         RawHttpClient ahead = m_server.connect();
@@ -331,7 +345,7 @@ TEST_F(PushChannels, LetNobodyWaitAnyMoreOnceTheyAreTooMany) {
     });
 }
 
-TEST_F(PushChannels, KeepNoChannelThatOnlyRefusedClientsAskedFor) {
+TEST_F(PushChannels, KeepNoMoreThanTheFirstChannelThatWasRefused) {
     Serve([this] {
         RawHttpClient publisher = m_server.connect();
         for (int n = 1; n <= 79; ++n) {
@@ -342,6 +356,18 @@ TEST_F(PushChannels, KeepNoChannelThatOnlyRefusedClientsAskedFor) {
             m_server.connect().exchange(Subscription("?channel=x" + std::to_string(n)));
         }
 
-        EXPECT_EQ(m_server.channels(), 79U);
+        EXPECT_EQ(m_server.channels(), 80U);
+    });
+}
+
+TEST_F(PushChannels, LetNobodyWaitAnyMoreOnceOneWasRefused) {
+    Serve([this] {
+        RawHttpClient publisher = m_server.connect();
+        for (int n = 1; n <= 79; ++n) {
+            publisher.exchange(Publication("?channel=c" + std::to_string(n), "{}"));
+        }
+        m_server.connect().exchange(Subscription("?channel=c80"));
+
+        EXPECT_EQ(StatusOf(m_server.connect().exchange(Subscription("?channel=c1&fromId=1"))), kForbidden);
     });
 }
