@@ -4,6 +4,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/printable_text.h"
 #include "src/example/test_entry.h"
 #include "src/rest/CjsonCollectionUpdateHelp.h"
 
@@ -57,7 +58,8 @@ void TestStaticCollection::updateFromConfig(unsigned int count, const config_dat
             logger_function(7, kModule, "NOT Relevant data");
             continue;
         }
-        logger_function(7, kModule, "entry id: %s, attribute: %s", key->id.c_str(), key->attribute.c_str());
+        logger_function(7, kModule, "entry id: %s, attribute: %s", text_for_log(key->id).c_str(),
+                        text_for_log(key->attribute).c_str());
         if (findEntry(key->id.c_str()) == nullptr) {
             logger_function(4, kModule, "Entry NOT found");
             continue;

@@ -5,7 +5,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cctype>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -16,6 +15,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/owners.h"
+#include "src/base/printable_text.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabSession.h"
 #include "src/http/habhelper.h"
@@ -88,7 +88,10 @@ AccessMap* AccessMap::getInstance() {
     return m_map;
 }
 
-AccessMap::AccessMap() : AccessMap(rules_directory()) {}
+AccessMap::AccessMap() {
+    logger_function(7, kModule, "AccessMap::AccessMap()");
+    load(rules_directory());
+}
 
 AccessMap::AccessMap(const char* directory) {
     logger_function(7, kModule, "AccessMap::AccessMap()");
@@ -143,19 +146,21 @@ int AccessMap::getAccessLevel(const char* uri, const char* method) const {
         std::ranges::find_if(table, [uri](const Rule& r) { return r.expression->matches(uri); });
     // A level below zero is no level: such a rule alone leaves the URI closed.
     const int required = rule == table.end() || rule->level < 0 ? kClosed : rule->level;
-    logger_function(7, kModule, "getAccessLevel(%s) method=%s, requiredAccessLevel=%d", uri, method,
-                    required);
+    logger_function(7, kModule, "getAccessLevel(%s) method=%s, requiredAccessLevel=%d",
+                    text_for_log(uri).c_str(), method, required);
     return required;
 }
 
 bool AccessMap::mayRead(const char* uri, const HabSession* session) const {
     const int level = getAccessLevel(uri, "get");
     if (level < 0) {
-        logger_function(7, kModule, "mayRead(%s) Access denied, no access level defined.", uri);
+        logger_function(7, kModule, "mayRead(%s) Access denied, no access level defined.",
+                        text_for_log(uri).c_str());
         return false;
     }
     if (level == 0) {
-        logger_function(7, kModule, "mayRead(%s) Access granted, access level is 0.", uri);
+        logger_function(7, kModule, "mayRead(%s) Access granted, access level is 0.",
+                        text_for_log(uri).c_str());
         return true;
     }
     if (session == nullptr) {
@@ -163,7 +168,8 @@ bool AccessMap::mayRead(const char* uri, const HabSession* session) const {
     }
     const char* id = session->sessionId();
     const bool granted = level <= session->getAccessLevel();
-    logger_function(7, kModule, "mayRead(%s) Access %s, for session id=%s with accessLevel=%d.", uri,
-                    granted ? "granted" : "denied", id == nullptr ? "(null)" : id, session->getAccessLevel());
+    logger_function(7, kModule, "mayRead(%s) Access %s, for session id=%s with accessLevel=%d.",
+                    text_for_log(uri).c_str(), granted ? "granted" : "denied", id == nullptr ? "(null)" : id,
+                    session->getAccessLevel());
     return granted;
 }

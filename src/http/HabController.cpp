@@ -6,6 +6,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/owners.h"
+#include "src/base/printable_text.h"
 #include "src/http/HabRequest.h"
 
 namespace {
@@ -24,7 +25,8 @@ int HabController::handleRequest(HabRequest* request) {
     const char* uri = request->getURI();
     const char* query = request->getQueryString();
     logger_function(7, kModule, "HabController::handleRequest: %s URI: %s, query: %s", method,
-                    uri != nullptr ? uri : "(null)", query != nullptr ? query : "");
+                    text_for_log(uri != nullptr ? uri : "(null)").c_str(),
+                    text_for_log(query != nullptr ? query : "").c_str());
     int result = 0;
     if (std::strcmp(method, "GET") == 0) {
         result = show(request);

@@ -10,6 +10,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/printable_text.h"
 #include "src/http/AccessMap.h"
 #include "src/http/HabConfig.h"
 #include "src/http/HabHandler.h"
@@ -187,11 +188,11 @@ bool isAuthorized(HabRequest& request, const HabHandlerListEntry& entry,
                   const std::vector<std::string>& spellings) {
     const int required = requiredLevel(request, spellings);
     const int have = request.getSession()->getAccessLevel();
-    logger_function(7, kModule,
-                    "#%i: Match: %s Methods: %s%s%s%s Request: %s, AccessLevels required: %d, sessions: %d",
-                    0, entry.pattern, (entry.methods & 1U) != 0 ? "Get" : "",
-                    (entry.methods & 2U) != 0 ? "Put" : "", (entry.methods & 4U) != 0 ? "Post" : "",
-                    (entry.methods & 8U) != 0 ? "Del" : "", request.getURI(), required, have);
+    logger_function(
+        7, kModule, "#%i: Match: %s Methods: %s%s%s%s Request: %s, AccessLevels required: %d, sessions: %d",
+        0, entry.pattern, (entry.methods & 1U) != 0 ? "Get" : "", (entry.methods & 2U) != 0 ? "Put" : "",
+        (entry.methods & 4U) != 0 ? "Post" : "", (entry.methods & 8U) != 0 ? "Del" : "",
+        text_for_log(request.getURI()).c_str(), required, have);
     return required <= have;
 }
 

@@ -77,32 +77,34 @@ int portOf(int listener) {
     }
 }
 
-void onGone(evhttp_request* req, void* arg) {
+void onGone(evhttp_request* req, void* arg) noexcept {
     static_cast<HabEventServer*>(arg)->request_gone(req);
 }
 
-void onRefused(evhttp_request*, void* arg) {
+void onRefused(evhttp_request*, void* arg) noexcept {
     static_cast<HabEventServer*>(arg)->connection_refused();
 }
 
-void onAcceptAgain(evutil_socket_t, short, void* listener) {
+void onAcceptAgain(evutil_socket_t, short, void* listener) noexcept {
     evconnlistener_enable(static_cast<evconnlistener*>(listener));
 }
 
 // Out of descriptors, mostly. The client that waits to be accepted keeps the listener readable: without a pause the
 // loop would spin, and fill the log, until somebody else leaves. The loop does not turn between the end of the
 // listener and its own, so that the second call never comes too late.
-void onAcceptError(evconnlistener* listener, void*) {
+void onAcceptError(evconnlistener* listener, void*) noexcept {
     static OncePerMinute line;  // of the process, as its descriptors are
     if (line.take() > 0) {
         logger_function(3, kModule, "Cannot accept a connection: %s", std::strerror(errno));
     }
-    evconnlistener_disable(listener);
-    event_base_once(evconnlistener_get_base(listener), -1, EV_TIMEOUT, onAcceptAgain, listener,
-                    &kAcceptPause);
+    // Without memory for the end of a pause there is none: a server that spins is better than one that is deaf.
+    if (event_base_once(evconnlistener_get_base(listener), -1, EV_TIMEOUT, onAcceptAgain, listener,
+                        &kAcceptPause) == 0) {
+        evconnlistener_disable(listener);
+    }
 }
 
-void onSweep(evutil_socket_t, short, void* arg) {
+void onSweep(evutil_socket_t, short, void* arg) noexcept {
     static_cast<HabEventServer*>(arg)->sweep_idle();
 }
 

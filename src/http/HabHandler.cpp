@@ -10,6 +10,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/json_helpers.h"
+#include "src/base/printable_text.h"
 #include "src/http/HabRequest.h"
 #include "src/http/HabSetting.h"
 #include "src/http/HabValidator.h"
@@ -158,7 +159,7 @@ void HabHandler::handleRead(HabRequest& request, cJSON* result) {
     const JsonPtr keys = parseRequest(decodeQuery(query));
     takeMatching(keys.get(), [this, result](Setting& setting, JsonPtr item) {
         const char* key = keyOf(item.get());
-        logger_function(7, kModule, "\nReading '%s'", key);
+        logger_function(7, kModule, "\nReading '%s'", text_for_log(key).c_str());
         if (setting.read(key, result) != 0) {
             cJSON_AddStringToObject(m_errors.get(), key, "Error");
         }
@@ -172,7 +173,7 @@ bool HabHandler::handleWrite(HabRequest& request) {
     if (!body) {
         return false;
     }
-    logger_function(7, kModule, "data=%s", body->c_str());
+    logger_function(7, kModule, "data=%s", text_for_log(*body).c_str());
     std::vector<std::pair<Setting*, JsonPtr>> kept;
     bool failed = false;
     const JsonPtr members = parseRequest(*body);
@@ -228,7 +229,8 @@ void HabHandler::refuseRest(const cJSON* items, const std::string& message) {
 }
 
 void HabHandler::dump_json(const cJSON* item, int indent) {
-    logger_function(7, kModule, "%*s%s%s", indent, "", item->string != nullptr ? item->string : "", ":");
+    logger_function(7, kModule, "%*s%s%s", indent, "",
+                    text_for_log(item->string != nullptr ? item->string : "").c_str(), ":");
     if (cJSON_IsNumber(item) != 0) {
         dumpNumber(item);
     } else if (cJSON_IsFalse(item) != 0) {
@@ -236,7 +238,7 @@ void HabHandler::dump_json(const cJSON* item, int indent) {
     } else if (cJSON_IsTrue(item) != 0) {
         logger_function(7, kModule, "%strue%s", "", "");
     } else if (cJSON_IsString(item) != 0) {
-        logger_function(7, kModule, "%s%s%s", "\"", item->valuestring, "\"");
+        logger_function(7, kModule, "%s%s%s", "\"", text_for_log(item->valuestring).c_str(), "\"");
     } else if (cJSON_IsArray(item) == 0 && cJSON_IsObject(item) == 0) {
         logger_function(7, kModule, "%snull%s", "", "");
     }

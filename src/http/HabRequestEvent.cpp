@@ -311,7 +311,7 @@ int HabRequestEvent::getContentType() {
     if (accept == nullptr) {
         return 0;
     }
-    logger_function(7, kModule, "Accept header : %s", accept);
+    logger_function(7, kModule, "Accept header : %s", text_for_log(accept).c_str());
     // A browser names both: HTML wins.
     if (std::strstr(accept, "text/html") != nullptr) {
         return 2;

@@ -30,7 +30,7 @@ void probePeer(evutil_socket_t fd) {
 
 // Treats the flood as the end of the connection. A limit on reading alone would hide the real end behind what has
 // not been read. Inside the buffer's callback the connection cannot be freed: the loop does it.
-void onInputWhileWaiting(evbuffer* input, const evbuffer_cb_info*, void* stream) {
+void onInputWhileWaiting(evbuffer* input, const evbuffer_cb_info*, void* stream) noexcept {
     if (evbuffer_get_length(input) > kMaxWaitingInput) {
         bufferevent_trigger_event(static_cast<bufferevent*>(stream), BEV_EVENT_READING | BEV_EVENT_EOF,
                                   BEV_TRIG_DEFER_CALLBACKS);

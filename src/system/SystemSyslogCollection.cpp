@@ -162,7 +162,7 @@ void SystemSyslogCollection::applyKey(const config_data_t& data) {
         return;
     }
     logger_function(7, kModule, "Received config DATA: entry_id:%d attribute: %s", key->slot,
-                    key->attribute.c_str());
+                    text_for_log(key->attribute).c_str());
     const char* const name = kSlotNames[key->slot];
     if (data.value == nullptr) {
         // Without one of its two words a rule is none.

@@ -149,7 +149,7 @@ TEST_F(HabEventServerTest, OpensEveryDescriptorCloseOnExec) {
 
 // The instance id.
 
-TEST_F(HabEventServerTest, AddsItsInstanceIdToEveryReply) {
+TEST_F(HabEventServerTest, AddsItsInstanceIdInLowerCaseHexadecimalToEveryReply) {
     m_server.setInstanceId(0x1a2b3c);
 
     const std::string answer = Exchange("GET /nothing HTTP/1.1\r\nHost: x\r\n\r\n");

@@ -100,6 +100,16 @@ TEST_F(SyslogChangesTest, ARulesTextCannotMakeALogLineOfItsOwn) {
         log.has("6 src/SystemSyslogCollection:  dumpSyslogMap: 1: Selector/Action (null) : /a?3 text"));
 }
 
+TEST_F(SyslogChangesTest, TheNameOfAKeyCannotMakeALogLineOfItsOwn) {
+    m_database.setString(key("1.x\n3 text"), "/a");
+    const CapturedLog log;
+
+    list();
+
+    EXPECT_TRUE(
+        log.has("7 src/SystemSyslogCollection: Received config DATA: entry_id:1 attribute: x?3 text"));
+}
+
 TEST_F(SyslogChangesTest, LogsWhatItReadAtFirst) {
     m_database.setString(key("1.action"), "/a");
     const CapturedLog log;
