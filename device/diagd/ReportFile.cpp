@@ -44,9 +44,10 @@ std::unique_ptr<ReportFile> ReportFile::create(const std::string& directory) {
 
 void ReportFile::remove_leftovers(const std::string& directory) {
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
-        if (entry.path().filename().string().starts_with(kUnfinished) && is_leftover(entry.path())) {
-            unlink(entry.path().c_str());
+    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->path().filename().string().starts_with(kUnfinished) && is_leftover(entry->path())) {
+            unlink(entry->path().c_str());
         }
     }
 }

@@ -12,11 +12,9 @@ constexpr const char* kModule = "eventd";
 
 }  // namespace
 
-bool StoredList::bring_up_to_date() {
+void StoredList::bring_up_to_date() {
     const auto stored = event_database_read();
-    const bool is_current = stored && write_changes(*stored);
-    note_outcome(is_current);
-    return is_current;
+    note_outcome(stored && write_changes(*stored));
 }
 
 bool StoredList::write_changes(const std::vector<StoredPosition>& stored) {
@@ -49,7 +47,7 @@ bool StoredList::is_damaged(const std::vector<StoredPosition>& stored) const {
     return false;
 }
 
-// Once per outage: the next tries follow each other within a second.
+// Once per outage: the next try comes with the next event or look at the database.
 void StoredList::note_outcome(bool is_current) {
     if (is_current != m_is_current) {
         m_is_current = is_current;

@@ -25,9 +25,9 @@ class StoredList {
     // What the list has been made of is in the database already.
     void take_as_written(std::vector<UserEvent> events) { m_written = std::move(events); }
 
-    // Blocks for a read of the whole list and a write for each event that is not there. False when the database did
-    // not take everything; the next call goes on there.
-    bool bring_up_to_date();
+    // Blocks for a read of the whole list and a write for each event that is not there. When the database does not take
+    // everything, the next call goes on there.
+    void bring_up_to_date();
 
   private:
     [[nodiscard]] bool write_changes(const std::vector<StoredPosition>& stored);
