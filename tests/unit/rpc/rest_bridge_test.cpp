@@ -67,8 +67,11 @@ class RestBridgeTest : public ::testing::Test {
         server.registerMethod("create", &rpc_create);
         server.registerMethod("Create", &rpc_create);
         server.registerMethod("read", &rpc_read);
+        server.registerMethod("Read", &rpc_read);
         server.registerMethod("update", &rpc_update);
+        server.registerMethod("Update", &rpc_update);
         server.registerMethod("delete", &rpc_delete);
+        server.registerMethod("Delete", &rpc_delete);
         server.registerTransportLisetner(&listener);
         RPCTransport::add(&transport);
     }
@@ -148,7 +151,14 @@ TEST_F(RestBridgeTest, DeletesWithDelete) {
 TEST_F(RestBridgeTest, AnswersCapitalisedNamesAlike) {
     Answer(201, "{}");
 
-    EXPECT_EQ(Call("Create", R"({"path": "/resource"})"), Call("create", R"({"path": "/resource"})"));
+    for (const auto& [capitalised, plain] : {std::pair{"Create", "create"}, std::pair{"Read", "read"},
+                                             std::pair{"Update", "update"}, std::pair{"Delete", "delete"}}) {
+        const std::string answer = Call(plain, R"({"path": "/resource"})");
+        const std::string method = std::exchange(resource.method, "");
+
+        EXPECT_EQ(Call(capitalised, R"({"path": "/resource"})"), answer);
+        EXPECT_EQ(resource.method, method) << capitalised;
+    }
 }
 
 TEST_F(RestBridgeTest, GivesTheHandlerTheRestOfTheParamsAsBody) {

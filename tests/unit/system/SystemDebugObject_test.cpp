@@ -425,6 +425,17 @@ TEST_F(SystemDebugObjectTest, HasTheSyslogRulesAndTheSelfTestBelowIt) {
     EXPECT_EQ(get("/system/debug/other").status, 404);
 }
 
+TEST_F(SystemDebugObjectTest, HasTheSelfTestFromTheFirstQuestionBelowItOn) {
+    const std::string made = "6 src/SystemPostCollection: SystemPostCollection() Constructor";
+    const CapturedLog log;
+    get(kDebug);
+    EXPECT_FALSE(log.has(made));
+
+    get("/system/debug/other");
+
+    EXPECT_EQ(log.count(made), 1);
+}
+
 TEST_F(SystemDebugObjectTest, CanBeNeitherCreatedNorDeleted) {
     EXPECT_EQ(ask("POST", kDebug, R"({"data":{"prevent_reboot":true}})").status, 405);
     EXPECT_EQ(remove(kDebug), 405);

@@ -103,6 +103,6 @@ TEST_F(SystemInfoObjectTest, IsReadOnly) {
     EXPECT_EQ(ask("DELETE", "/system/info").status, 405);
 }
 
-TEST_F(SystemInfoObjectTest, BringsItsChildIntoBeingOnFirstUse) {
+TEST_F(SystemInfoObjectTest, HasTheSnmpIdentityBelowIt) {
     EXPECT_EQ(get("/system/info/oem-snmp").status, 200);
 }
