@@ -47,7 +47,7 @@ endfunction()
 
 # The units are named after their programs: orvale.service is the daemon's, orvale-NAME.service NAME's.
 set(systemd ${packaging}/systemd)
-file(GLOB unit_files CONFIGURE_DEPENDS ${systemd}/*.service ${systemd}/*.target ${systemd}/*.socket)
+file(GLOB unit_files CONFIGURE_DEPENDS ${systemd}/*.service ${systemd}/*.target)
 foreach(file ${unit_files})
   get_filename_component(name ${file} NAME)
   set(component unit)
@@ -59,9 +59,7 @@ endforeach()
 
 # The user and the directories are those of all programs; the daemon does not run without the others.
 foreach(kind sysusers tmpfiles)
-  if(EXISTS ${systemd}/orvale.${kind})
-    install(FILES ${systemd}/orvale.${kind} DESTINATION lib/${kind}.d RENAME orvale.conf COMPONENT unit)
-  endif()
+  install(FILES ${systemd}/orvale.${kind} DESTINATION lib/${kind}.d RENAME orvale.conf COMPONENT unit)
 endforeach()
 
 # A manual page goes with the program or the file of its name; the others are about the daemon and its files.
