@@ -171,6 +171,8 @@ int config_readm(const char* pattern, unsigned int* countOut, config_data_t** el
     Cursor cursor{elements, elements + count};
     config_vbuf_parse(vbuf, vbuf_bytes, take_matched_entry, &cursor);
     *countOut = static_cast<unsigned int>(cursor.next - elements);
-    *elementsOut = reinterpret_cast<config_data_t*>(block.release());
+    if (*countOut > 0) {
+        *elementsOut = reinterpret_cast<config_data_t*>(block.release());
+    }
     return 0;
 }

@@ -194,6 +194,18 @@ TEST_F(ConfigReadm, GivesNoBlockForNothing) {
     EXPECT_EQ(elements, nullptr);
 }
 
+TEST_F(ConfigReadm, GivesNoBlockWhenTheReplyCountsNoEntry) {
+    m_database.replyNextWith(Words({0, 0}) + Vbuf({{"ram.a", 3, "1234"}}));
+    unsigned int count = 5;
+    config_data_t* elements = nullptr;
+
+    EXPECT_EQ(config_readm("ram.*", &count, &elements), 0);
+
+    const Malloced<config_data_t> owner(elements);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(elements, nullptr);
+}
+
 TEST_F(ConfigReadm, IgnoresEntriesBeyondTheCount) {
     m_database.replyNextWith(Words({0, 1}) + Vbuf({{"ram.a", 3, "1234"}, {"ram.b", 3, "5678"}}));
     unsigned int count = 0;
