@@ -193,9 +193,16 @@ TEST_F(FdLoopWatch, KeepsTheWatchThatACallbackPutsInPlaceOfItsOwn) {
     EXPECT_EQ(m_calls.count, 2);
 }
 
-TEST_F(FdLoopWatchDeathTest, IgnoresTheRegistrationOfANegativeDescriptor) {
-    fdloop_fd_register(m_loop.get(), -1, record_call, &m_calls);
+TEST_F(FdLoopWatch, IgnoresTheRegistrationOfANegativeDescriptor) {
+    const COwned<event_base, event_base_free> base(event_base_new());
+    const FdLoopPtr loop(fdloop_init_libevent(base.get()));
 
+    fdloop_fd_register(loop.get(), -1, record_call, &m_calls);
+
+    EXPECT_EQ(event_base_get_num_events(base.get(), EVENT_BASE_COUNT_ADDED), 0);
+}
+
+TEST_F(FdLoopWatchDeathTest, PanicsWhenANegativeDescriptorIsUnregistered) {
     EXPECT_EXIT(fdloop_fd_unregister(m_loop.get(), -1), KilledBySignal(SIGABRT), kAssertText);
 }
 
