@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 
+#include <sys/eventfd.h>
+
 #include <string>
 #include <vector>
 
@@ -29,6 +31,14 @@ class BusReply : public FakeBus {
     BusReply() {
         g_names.clear();
         cbus_conn_set_rx_cb(connection(), Record, Record, Record);
+    }
+
+    // A watch, once: asks the bus, which has answered already.
+    static int WaitForAReply(int fd, void* self, void*) {
+        auto* test = static_cast<BusReply*>(self);
+        fdloop_fd_unregister(test->m_loop.get(), fd);
+        test->Ask("");
+        return 0;
     }
 
     // Asks the bus, which sends `bytes` back, and waits for the reply.
@@ -81,6 +91,20 @@ TEST_F(BusReply, WaitingMessagesAreDispatchedInOrderBeforeTheSocketIsRead) {
 
     EXPECT_EQ(g_names, (Strings{"signal", "request", "later"}));
     EXPECT_EQ(connection()->pending_count, 0u);
+}
+
+TEST_F(BusReply, AReadEventWithMessagesWaitingDispatchesThemAndDoesNotRead) {
+    // One pass finds both descriptors readable and serves first the one that was readable first.
+    const UniqueFd other(eventfd(1, EFD_CLOEXEC));
+    fdloop_fd_register(m_loop.get(), other.get(), WaitForAReply, this);
+    m_bus.Send(Bytes({1, 0, 0, 0, "signal", ""}) + Bytes({2, 0, 0, 0, "request", ""}) + Reply(0, "x") +
+               Bytes({1, 0, 0, 0, "later", ""}));
+
+    Turn();
+
+    ASSERT_EQ(g_names, (Strings{"signal", "request"}));
+    Turn();
+    EXPECT_EQ(g_names, (Strings{"signal", "request", "later"}));
 }
 
 TEST_F(BusReply, ALostBusEndsTheWaitAndClosesTheConnection) {
