@@ -39,8 +39,22 @@ class Start : public testing::Test {
         *status = program.awaitEnd().value_or(-1);
     }
 
-    // What it writes to a terminal whose foreground job it is, until it has ended by itself or left the terminal.
-    std::string TerminalOutputOf(const std::vector<std::string>& arguments) {
+    enum class Job { kForeground, kBackground };
+
+    // In the leader of a terminal's session: goes on in a child whose process group is not the terminal's foreground
+    // one, and ends with it.
+    static void BecomeBackgroundJob() {
+        const pid_t child = fork();
+        if (child == 0) {
+            setpgid(0, 0);
+            return;
+        }
+        waitpid(child, nullptr, 0);
+        _exit(0);
+    }
+
+    // What it writes to a terminal whose job it is, until it has ended by itself or left the terminal.
+    std::string TerminalOutputOf(const std::vector<std::string>& arguments, Job job = Job::kForeground) {
         std::vector<char*> argv{const_cast<char*>(WEB_APP_PROGRAM)};
         for (const std::string& argument : arguments) {
             argv.push_back(const_cast<char*>(argument.c_str()));
@@ -54,6 +68,9 @@ class Start : public testing::Test {
             }
             // Its end hangs the terminal up, perhaps before the daemon that it left behind is in a session of its own.
             signal(SIGHUP, SIG_IGN);
+            if (job == Job::kBackground) {
+                BecomeBackgroundJob();
+            }
             execv(argv[0], argv.data());
             _exit(127);
         }
@@ -150,6 +167,13 @@ TEST_F(Start, TheForegroundJobOfATerminalLogsToIt) {
     const std::string output = TerminalOutputOf({"-c", m_unit.directory().string()});
 
     EXPECT_EQ(output.find("[debug]: (src/web_app) Using preliminary log level 7.\r\n"), 0U) << output;
+}
+
+TEST_F(Start, ABackgroundJobOfATerminalLogsNothingToIt) {
+    const std::string output = TerminalOutputOf({"-c", m_unit.directory().string()}, Job::kBackground);
+
+    EXPECT_EQ(output.find("[debug]"), std::string::npos) << output;
+    EXPECT_NE(output.find("m_cbusConnection"), std::string::npos) << output;
 }
 
 TEST_F(Start, ThePreliminaryLevelIsLoggedAsClamped) {
