@@ -3,7 +3,6 @@
 #include "cbus/cbus_client.h"
 
 #include <cstring>
-#include <new>
 
 #include "runtime/px_panic.h"
 
@@ -35,11 +34,7 @@ int dispatch_reply(_cbus_conn_t* connection, const char* name, const void* data,
 }
 
 void add_entry(cbus_client_table_t& table, const char* prefix, cbus_client_cb_t function, void* context) {
-    try {
-        table.push_back({prefix, function, context});
-    } catch (const std::bad_alloc&) {
-        px_assert(false, kModule);
-    }
+    px_assert_memory(kModule, [&] { table.push_back({prefix, function, context}); });
 }
 
 void delete_entry(cbus_client_table_t& table, const char* prefix, cbus_client_cb_t function, void* context) {

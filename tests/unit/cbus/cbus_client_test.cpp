@@ -2,10 +2,12 @@
 
 #include "cbus/cbus_client.h"
 
+#include <csignal>
 #include <string>
 #include <vector>
 
 #include "FakeBus.h"
+#include "tests/support/FailingAllocation.h"
 
 namespace {
 
@@ -138,6 +140,15 @@ TEST_F(BusClient, ThePrefixIsCopied) {
     Deliver(1, "cfg.x");
 
     EXPECT_EQ(m_calls, Strings{"first: cfg.x"});
+}
+
+TEST_F(BusClient, WithoutMemoryForACallbackTheProcessStops) {
+    EXPECT_EXIT(
+        {
+            failing_allocation::throw_after(0);
+            cbus_client_signal_cb_add(connection(), "cfg.", Note, &m_first);
+        },
+        testing::KilledBySignal(SIGABRT), "ASSERT in cbus_client at");
 }
 
 TEST_F(BusClient, ARequestCallbackCanAnswer) {

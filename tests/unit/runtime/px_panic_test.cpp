@@ -3,6 +3,7 @@
 #include "runtime/px_panic.h"
 
 #include <csignal>
+#include <new>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -14,6 +15,11 @@ namespace {
 constexpr int kFailingLine = __LINE__ + 2;
 void fail_an_assertion() {
     px_assert(false, "some_module");
+}
+
+constexpr int kLineWithoutMemory = __LINE__ + 2;
+void find_no_memory() {
+    px_assert_memory("some_module", [] { throw std::bad_alloc(); });
 }
 
 }  // namespace
@@ -36,4 +42,13 @@ TEST(PxAssert, LetsTrueConditionsPass) {
     px_assert(true, "some_module");
 
     SUCCEED();
+}
+
+TEST(PxAssertMemoryDeathTest, NamesTheModuleAndTheLineOfTheCaller) {
+    EXPECT_EXIT(find_no_memory(), KilledBySignal(SIGABRT),
+                "\\*\\*\\* ASSERT in some_module at " + std::to_string(kLineWithoutMemory) + "\n");
+}
+
+TEST(PxAssertMemory, GivesTheResultOfTheAction) {
+    EXPECT_EQ(px_assert_memory("some_module", [] { return 7; }), 7);
 }
