@@ -83,10 +83,11 @@ bool is_registered(const std::shared_ptr<ChangeEntry>& entry) {
 }
 
 int on_change(_cbus_conn_t*, void*, const char*, const void* data, uint32_t length) {
-    const auto table = change_table;
+    const auto table = px_assert_memory(kConfigModule, [] { return change_table; });
     for (const auto& entry : table) {
-        const std::vector<config_data_t> matching =
-            matching_entries(entry->prefix, static_cast<const char*>(data), length);
+        const auto matching = px_assert_memory(kConfigModule, [&] {
+            return matching_entries(entry->prefix, static_cast<const char*>(data), length);
+        });
         if (!matching.empty() && is_registered(entry)) {
             entry->function(static_cast<unsigned int>(matching.size()), matching.data(), entry->context);
         }
@@ -106,7 +107,9 @@ int config_change_register(const char* prefix, config_change_cb_t function, void
     std::snprintf(filter, sizeof filter, "config.change.%.*s", static_cast<int>(std::strcspn(prefix, ".")),
                   prefix);
     cbus_filter(config_connections.callback, filter);
-    change_table.push_back(std::make_shared<ChangeEntry>(ChangeEntry{prefix, function, context}));
+    px_assert_memory(kConfigModule, [&] {
+        change_table.push_back(std::make_shared<ChangeEntry>(ChangeEntry{prefix, function, context}));
+    });
     return 0;
 }
 

@@ -67,12 +67,12 @@ void send_verdict(const Elements& elements) {
 }
 
 int on_validate(_cbus_conn_t*, void*, const char* name, const void* data, uint32_t length) {
-    // A copy: the function may register further validators, which moves the table.
-    const Validator validator = validator_of(name);
+    const Validator& validator = validator_of(name);
     const Malloced<void> work(std::malloc(kWorkBytes));
     px_assert(work != nullptr, kConfigModule);
     Elements elements{static_cast<config_data_t*>(work.get()), 0};
     config_vbuf_parse(data, length, take_element, &elements);
+    // The function may register further validators, which moves the table: nothing of it is touched after this.
     validator.function(elements.count, elements.first, validator.context);
     send_verdict(elements);
     return 0;
@@ -92,6 +92,6 @@ int config_validator_register(config_validator_cb_t function, const char* name, 
     if (config_send_signal("validate", "register", name, static_cast<uint32_t>(std::strlen(name) + 1)) != 0) {
         return -1;
     }
-    validator_table.push_back({name, function, context});
+    px_assert_memory(kConfigModule, [&] { validator_table.push_back({name, function, context}); });
     return 0;
 }

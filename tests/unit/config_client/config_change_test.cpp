@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "ClientFixture.h"
+#include "cbus/cbus_client.h"
+#include "tests/support/FailingAllocation.h"
 
 using namespace std::string_literals;
 
@@ -54,6 +56,14 @@ class Listener {
   private:
     std::string m_prefix;
 };
+
+// Takes a signal: there is memory for so many further objects, and not for one more.
+int LeaveMemoryFor(_cbus_conn_t*, void* granted, const char*, const void*, uint32_t) {
+    failing_allocation::throw_after(*static_cast<int*>(granted));
+    return 0;
+}
+
+constexpr char kAssert[] = "ASSERT in config_client_api at";
 
 }  // namespace
 
@@ -232,4 +242,33 @@ TEST_F(ConfigChange, RegisteringOnAClosedBusIsNoError) {
 
 TEST_F(ConfigChange, RegisteringNoFunctionStopsTheProcess) {
     EXPECT_EXIT(config_change_register("cfg.", nullptr, nullptr), testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST_F(ConfigChange, WithoutMemoryForARegistrationTheProcessStops) {
+    EXPECT_EXIT(
+        {
+            failing_allocation::throw_after(0);
+            config_change_register("cfg.", Listener::OnChange, nullptr);
+        },
+        testing::KilledBySignal(SIGABRT), kAssert);
+}
+
+TEST_F(ConfigChange, WithoutMemoryToDispatchASignalTheProcessStops) {
+    const Listener listener("cfg.");
+    int granted = 0;
+    cbus_client_signal_cb_add(m_connection.get(), "no memory", LeaveMemoryFor, &granted);
+    m_database.sendSignal("no memory", "");
+    m_database.sendSignal("config.change.cfg", Vbuf({{"cfg.a", 2, "x\0"s}}));
+
+    EXPECT_EXIT(Dispatch(), testing::KilledBySignal(SIGABRT), kAssert);
+}
+
+TEST_F(ConfigChange, WithoutMemoryForTheElementsTheProcessStops) {
+    const Listener listener("cfg.");
+    int granted = 1;  // the list of those who listen
+    cbus_client_signal_cb_add(m_connection.get(), "no memory", LeaveMemoryFor, &granted);
+    m_database.sendSignal("no memory", "");
+    m_database.sendSignal("config.change.cfg", Vbuf({{"cfg.a", 2, "x\0"s}}));
+
+    EXPECT_EXIT(Dispatch(), testing::KilledBySignal(SIGABRT), kAssert);
 }

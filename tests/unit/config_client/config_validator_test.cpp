@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "ClientFixture.h"
+#include "tests/support/FailingAllocation.h"
 
 using namespace std::string_literals;
 
@@ -107,4 +108,15 @@ TEST_F(ConfigValidator, ABusThatIsGoneIsToldByMinusOne) {
     m_connection->client->close(m_connection.get());
 
     EXPECT_EQ(config_validator_register(AcceptFirst, "cfg.a", nullptr), -1);
+}
+
+TEST_F(ConfigValidator, WithoutMemoryForARegistrationTheProcessStops) {
+    const std::string name(59, 'n');  // needs memory of its own, whatever room the table has
+
+    EXPECT_EXIT(
+        {
+            failing_allocation::throw_after(0);
+            config_validator_register(AcceptFirst, name.c_str(), nullptr);
+        },
+        testing::KilledBySignal(SIGABRT), "ASSERT in config_client_api at");
 }
