@@ -11,8 +11,8 @@ struct evhttp_request;
 
 // evhttp_hooks: what libevent 2.1's HTTP server lacks for streamed uploads and safe bookkeeping: a hook between
 // headers and body, an argument of its own for the callback of body pieces, word of the end of every request, an
-// age limit for requests that never become complete, a limit on connections, and an end to reading what no limit of the library covers (a
-// chunk length without end, requests piled up behind an answer).
+// age limit for requests that never become complete, a limit on connections, and an end to reading what no limit of
+// the library covers (a chunk length without end, what piles up behind a request that is being answered).
 //
 // It works by standing in front of the library: this module defines evhttp_request_new, evhttp_request_free and
 // evhttp_add_header and hands on to the library's own. Calls inside the library arrive here as well; the configure step
