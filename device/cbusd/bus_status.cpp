@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "device/cbusd/PeerIdentity.h"
-#include "src/base/owners.h"
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 
 namespace {
@@ -32,18 +32,12 @@ void add_number(cJSON* object, const char* name, uint64_t value) {
     cJSON_AddNumberToObject(object, name, static_cast<double>(value));
 }
 
-void add_to_array(cJSON* array, JsonPtr item) {
-    if (item != nullptr && cJSON_AddItemToArray(array, item.get()) != 0) {
-        static_cast<void>(item.release());
-    }
-}
-
 void add_texts(cJSON* object, const char* name, const std::vector<std::string_view>& texts,
                TextBudget& budget) {
     cJSON* array = cJSON_AddArrayToObject(object, name);
     for (const std::string_view text : texts) {
         const bool has_room = budget.spend(text.size());
-        add_to_array(array, JsonPtr(cJSON_CreateString(has_room ? text_as_ascii(text).c_str() : kMore)));
+        json_append(array, JsonPtr(cJSON_CreateString(has_room ? text_as_ascii(text).c_str() : kMore)));
         if (!has_room) {
             return;
         }
@@ -63,7 +57,7 @@ void add_clients(cJSON* status, const std::vector<ClientStatus>& clients, TextBu
         add_number(object.get(), "queued_bytes", client.queued_bytes);
         add_number(object.get(), "messages_in", client.messages_in);
         add_number(object.get(), "messages_out", client.messages_out);
-        add_to_array(array, std::move(object));
+        json_append(array, std::move(object));
     }
 }
 
@@ -73,7 +67,7 @@ JsonPtr make_name(const std::string& name, ClientId provider, std::span<const Cl
     add_number(object.get(), "provider", provider);
     cJSON* array = cJSON_AddArrayToObject(object.get(), "waiting");
     for (const ClientId id : waiting) {
-        add_to_array(array, JsonPtr(cJSON_CreateNumber(id)));
+        json_append(array, JsonPtr(cJSON_CreateNumber(id)));
     }
     return object;
 }
@@ -83,11 +77,11 @@ void add_names(cJSON* status, const std::vector<NameTable::Held>& names, TextBud
     cJSON* array = cJSON_AddArrayToObject(status, "names");
     for (const NameTable::Held& name : names) {
         if (!budget.spend(name.text.size() + kIdBytes * name.holders.size())) {
-            add_to_array(array, make_name(kMore, kBrokerId, {}));
+            json_append(array, make_name(kMore, kBrokerId, {}));
             return;
         }
-        add_to_array(array, make_name(text_as_ascii(name.text), name.holders.front(),
-                                      std::span(name.holders).subspan(1)));
+        json_append(array, make_name(text_as_ascii(name.text), name.holders.front(),
+                                     std::span(name.holders).subspan(1)));
     }
 }
 

@@ -50,6 +50,14 @@ const char* type_name(int type) {
     }
 }
 
+// The end of the item's ownership by us, when its tree has taken it.
+bool release_if(bool is_taken, JsonPtr& item) {
+    if (is_taken) {
+        static_cast<void>(item.release());
+    }
+    return is_taken;
+}
+
 void print_nodes(const cJSON* node, int depth);
 
 // Ends the line of a node; its children follow on lines of their own.
@@ -140,6 +148,18 @@ cJSON* cJSON_GetObjectArray(const cJSON* object, const char* name) {
 
 cJSON* cJSON_GetObjectObject(const cJSON* object, const char* name) {
     return member_of_type(object, name, cJSON_Object);
+}
+
+bool json_add(cJSON* object, const char* name, JsonPtr item) {
+    return release_if(cJSON_AddItemToObject(object, name, item.get()) != 0, item);
+}
+
+bool json_append(cJSON* array, JsonPtr item) {
+    return release_if(cJSON_AddItemToArray(array, item.get()) != 0, item);
+}
+
+bool json_replace(cJSON* object, const char* name, JsonPtr item) {
+    return release_if(cJSON_ReplaceItemInObjectCaseSensitive(object, name, item.get()) != 0, item);
 }
 
 cJSON* cJSON_CreateInt(int value) {

@@ -32,6 +32,12 @@ constexpr std::size_t kMaxForeignValues = 200000;
 [[nodiscard]] cJSON* cJSON_GetObjectArray(const cJSON* object, const char* name);
 [[nodiscard]] cJSON* cJSON_GetObjectObject(const cJSON* object, const char* name);
 
+// The tree owns the item from here on; one that it does not take is deleted: null without memory, for a null tree or,
+// to replace, without a member of that name (case-sensitive, the first counts). Whether it was taken.
+bool json_add(cJSON* object, const char* name, JsonPtr item);
+bool json_append(cJSON* array, JsonPtr item);
+bool json_replace(cJSON* object, const char* name, JsonPtr item);
+
 // A new number, exact for every int; the caller deletes it. Null without memory.
 [[nodiscard]] cJSON* cJSON_CreateInt(int value);
 

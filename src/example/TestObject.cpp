@@ -11,6 +11,7 @@
 #include "config_client/config_client_api.h"
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/json_helpers.h"
 #include "src/example/TestDynamicCollection.h"
 #include "src/example/TestStaticCollection.h"
 #include "src/rest/CjsonValidate.h"
@@ -132,7 +133,7 @@ void TestObject::init() {
     m_json.reset(cJSON_CreateObject());
     ORVALE_ASSERT(m_json != nullptr, "m_json", kModule, "void TestObject::init()");
     for (const TestAttribute& attribute : kAttributes) {
-        resource_json_add(m_json.get(), attribute.name, JsonPtr(cJSON_CreateNull()));
+        json_add(m_json.get(), attribute.name, JsonPtr(cJSON_CreateNull()));
     }
 
     unsigned int count = 0;
@@ -174,7 +175,7 @@ bool TestObject::replaceAttribute(const char* attribute, const config_data_t& en
     } else if (cJSON_IsNumber(value.get()) != 0) {
         logger_function(7, kModule, "Replacing int attribute %s", attribute);
     }
-    resource_json_replace(m_json.get(), attribute, std::move(value));
+    json_replace(m_json.get(), attribute, std::move(value));
     return true;
 }
 

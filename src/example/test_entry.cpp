@@ -8,12 +8,12 @@
 
 #include "config_client/config_client_api.h"
 #include "runtime/logging.h"
+#include "src/base/json_helpers.h"
 #include "src/rest/CjsonCollectionPathHandler.h"
 #include "src/rest/CjsonCollectionUpdateHelp.h"
 #include "src/rest/CjsonValidate.h"
 #include "src/rest/ConfigWriter.h"
 #include "src/rest/config_entry.h"
-#include "src/rest/resource_json.h"
 
 namespace {
 
@@ -52,9 +52,9 @@ std::optional<TestEntryKey> test_entry_parse_key(const char* collection_key, con
 
 JsonPtr test_entry_create(JsonPtr id) {
     JsonPtr entry(cJSON_CreateObject());
-    resource_json_add(entry.get(), "id", std::move(id));
+    json_add(entry.get(), "id", std::move(id));
     for (const char* attribute : kEntryAttributes) {
-        resource_json_add(entry.get(), attribute, JsonPtr(cJSON_CreateNull()));
+        json_add(entry.get(), attribute, JsonPtr(cJSON_CreateNull()));
     }
     return entry;
 }

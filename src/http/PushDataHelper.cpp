@@ -8,6 +8,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/json_helpers.h"
 #include "src/base/scoped_locking.h"
 #include "src/http/HabConfig.h"
 #include "src/http/push_posting.h"
@@ -142,9 +143,7 @@ JsonPtr PushDataHelper::takeBatch() {
         if (batch == nullptr) {
             batch.reset(cJSON_CreateObject());
         }
-        if (cJSON_AddItemToObject(batch.get(), entry->name.get(), entry->data.get()) != 0) {
-            static_cast<void>(entry->data.release());  // the batch's now
-        }
+        json_add(batch.get(), entry->name.get(), std::move(entry->data));
     }
     return batch;
 }

@@ -34,14 +34,6 @@ void post_to_clients(const cJSON* update) {
     push_post_json(url, update);
 }
 
-[[nodiscard]] bool add_member(cJSON* object, const char* name, JsonPtr value) {
-    if (value == nullptr || cJSON_AddItemToObject(object, name, value.get()) == 0) {
-        return false;
-    }
-    static_cast<void>(value.release());  // the object's now
-    return true;
-}
-
 UniqueFd connection_to(const char* host, int port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -122,7 +114,7 @@ void setValue(const char* key, cJSON* value) {
     const JsonPtr update(cJSON_CreateObject());
     cJSON* settings = cJSON_AddObjectToObject(update.get(), "settings-update");
     cJSON_AddStringToObject(settings, "system.time", push_local_time_text().c_str());
-    if (add_member(settings, key, std::move(owned))) {
+    if (json_add(settings, key, std::move(owned))) {
         post_to_clients(update.get());
     }
 }
@@ -134,7 +126,7 @@ void publishUpdate(const char* key, const char* value) {
 void publish(const char* key, cJSON* value) {
     JsonPtr owned(value);
     const JsonPtr update(cJSON_CreateObject());
-    if (add_member(update.get(), key, std::move(owned))) {
+    if (json_add(update.get(), key, std::move(owned))) {
         post_to_clients(update.get());
     }
 }

@@ -10,7 +10,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "src/base/owners.h"
+#include "src/base/json_helpers.h"
 #include "src/rest/BaseCollection.h"
 
 // How the entries of a collection are released; kCjson says also that they are JSON already.
@@ -79,9 +79,8 @@ void BaseCollectionPathHandler<T>::readOperation(HabRequest* request) {
         }
         if constexpr (std::is_same_v<T, cJSON>) {
             cJSON_AddItemReferenceToArray(array.get(), value.get());  // lent: the stored entry survives
-        } else if (JsonPtr item = createCJsonFromEntry(value.get());
-                   cJSON_AddItemToArray(array.get(), item.get())) {
-            static_cast<void>(item.release());
+        } else {
+            json_append(array.get(), createCJsonFromEntry(value.get()));
         }
     }
     replyJson(request, array.get());

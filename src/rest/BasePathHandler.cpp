@@ -7,6 +7,7 @@
 
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/json_helpers.h"
 #include "src/rest/BaseCollection.h"
 #include "src/rest/SubscriberNotice.h"
 
@@ -30,10 +31,7 @@ std::string entry_above(const char* collection_path, const char* node_path) {
 }
 
 void add_copy(cJSON* object, const char* name, const cJSON* value) {
-    JsonPtr copy(cJSON_Duplicate(value, 1));
-    if (copy != nullptr && cJSON_AddItemToObject(object, name, copy.get())) {
-        static_cast<void>(copy.release());
-    }
+    json_add(object, name, JsonPtr(cJSON_Duplicate(value, 1)));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "src/base/json_helpers.h"
 #include "src/rest/CjsonValidate.h"
 
 namespace {
@@ -130,10 +131,7 @@ void SubscriptionRules::applySubscriptionUpdate(HabRequest* request, subscriptio
 
 void SubscriptionRules::appendSubscriptionJson(cJSON* array, const char* api_path,
                                                const subscription* record) {
-    JsonPtr json = createSubscriptionJson(api_path, record);
-    if (cJSON_AddItemToArray(array, json.get())) {
-        static_cast<void>(json.release());
-    }
+    json_append(array, createSubscriptionJson(api_path, record));
 }
 
 void SubscriptionRules::gatherSubscriptions(SubscriptionMap& records, bool recursive_only,

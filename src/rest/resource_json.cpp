@@ -4,18 +4,6 @@
 
 #include "src/http/HabRequest.h"
 
-void resource_json_add(cJSON* object, const char* name, JsonPtr value) {
-    if (cJSON_AddItemToObject(object, name, value.get()) != 0) {
-        static_cast<void>(value.release());
-    }
-}
-
-void resource_json_replace(cJSON* object, const char* name, JsonPtr value) {
-    if (cJSON_ReplaceItemInObjectCaseSensitive(object, name, value.get()) != 0) {
-        static_cast<void>(value.release());
-    }
-}
-
 void resource_json_reply(HabRequest* request, const cJSON* object) {
     const JsonText text(cJSON_Print(object));
     if (text == nullptr) {

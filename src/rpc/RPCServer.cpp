@@ -33,12 +33,6 @@ const cJSON* member(const cJSON* object, const char* name) {
     return cJSON_GetObjectItemCaseSensitive(object, name);
 }
 
-void replace_member(cJSON* object, const char* name, JsonPtr item) {
-    if (cJSON_ReplaceItemInObjectCaseSensitive(object, name, item.get())) {
-        static_cast<void>(item.release());
-    }
-}
-
 // The envelope of what a method gave back; `item` may be null.
 JsonPtr envelop(bool is_result, JsonPtr item) {
     if (!is_result && item == nullptr) {
@@ -46,7 +40,7 @@ JsonPtr envelop(bool is_result, JsonPtr item) {
     }
     JsonPtr response = parse_template(is_result ? kSuccess : kMethodError);
     if (item != nullptr) {
-        replace_member(response.get(), is_result ? "result" : "error", std::move(item));
+        json_replace(response.get(), is_result ? "result" : "error", std::move(item));
     }
     return response;
 }
@@ -122,7 +116,7 @@ JsonPtr RPCServer::answerMessage(const cJSON* message, RPCTransport* transport) 
     }
     // Ids are numbers: any other id, true and false included, is answered with 0.
     const int id_number = id != nullptr && cJSON_IsNumber(id) != 0 ? id->valueint : 0;
-    replace_member(response.get(), "id", JsonPtr(cJSON_CreateInt(id_number)));
+    json_replace(response.get(), "id", JsonPtr(cJSON_CreateInt(id_number)));
     return response;
 }
 

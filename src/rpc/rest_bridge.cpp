@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "src/base/owners.h"
+#include "src/base/json_helpers.h"
 #include "src/http/HabDispatcher.h"
 #include "src/http/HabSession.h"
 #include "src/http/StatusCode.h"
@@ -56,10 +56,7 @@ JsonPtr result_object(const RPCRequest& request, const char* path, bool& isResul
         const std::string& created = request.getReplyPath();
         cJSON_AddStringToObject(result.get(), "path", created.empty() ? path : created.c_str());
     }
-    JsonPtr data(cJSON_Parse(request.getReplyData().c_str()));
-    if (data != nullptr && cJSON_AddItemToObject(result.get(), "data", data.get())) {
-        static_cast<void>(data.release());
-    }
+    json_add(result.get(), "data", JsonPtr(cJSON_Parse(request.getReplyData().c_str())));
     isResult = code >= 200 && code <= 299;
     if (!isResult) {
         cJSON_AddStringToObject(result.get(), "message", StatusCode::reasonPhrase(code));

@@ -104,12 +104,12 @@ OemWarning::Step OemWarning::updateState(const cJSON* body, StatusCode::Value ot
         replaceNumber(kEventEntryOnTime, now);
     }
     replaceNumber(kEventEntryTime, now);
-    resource_json_replace(m_json.get(), kEventEntryState, JsonPtr(cJSON_CreateString(other)));
+    json_replace(m_json.get(), kEventEntryState, JsonPtr(cJSON_CreateString(other)));
     return {true, otherwise};
 }
 
 void OemWarning::replaceNumber(const char* attribute, int64_t number) {
-    resource_json_replace(m_json.get(), attribute, JsonPtr(cJSON_CreateNumber(static_cast<double>(number))));
+    json_replace(m_json.get(), attribute, JsonPtr(cJSON_CreateNumber(static_cast<double>(number))));
 }
 
 bool OemWarning::isOn() const {

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <utility>
 
+#include "src/base/json_helpers.h"
 #include "src/rest/CjsonValidate.h"
-#include "src/rest/resource_json.h"
 
 namespace {
 
@@ -61,10 +61,7 @@ JsonPtr json_text(const std::string& text) {
 JsonPtr json_array(const std::vector<std::string>& texts) {
     JsonPtr array(cJSON_CreateArray());
     for (const std::string& text : texts) {
-        JsonPtr item = json_text(text);
-        if (cJSON_AddItemToArray(array.get(), item.get()) != 0) {
-            static_cast<void>(item.release());
-        }
+        json_append(array.get(), json_text(text));
     }
     return array;
 }
@@ -91,13 +88,13 @@ std::string PrivilegedCommandObject::commandLine() const {
 
 JsonPtr PrivilegedCommandObject::toJson() const {
     JsonPtr json(cJSON_CreateObject());
-    resource_json_add(json.get(), "cmd_id", JsonPtr(cJSON_CreateNumber(cmd_id)));
-    resource_json_add(json.get(), "status", json_text(status));
-    resource_json_add(json.get(), "command", json_text(command));
-    resource_json_add(json.get(), "arguments", json_array(arguments));
-    resource_json_add(json.get(), "stdin", json_text(stdin_path));
-    resource_json_add(json.get(), "stdout", json_text(stdout_path));
-    resource_json_add(json.get(), "stderr", json_text(stderr_path));
-    resource_json_add(json.get(), "exitcode", JsonPtr(cJSON_CreateNumber(exitcode)));
+    json_add(json.get(), "cmd_id", JsonPtr(cJSON_CreateNumber(cmd_id)));
+    json_add(json.get(), "status", json_text(status));
+    json_add(json.get(), "command", json_text(command));
+    json_add(json.get(), "arguments", json_array(arguments));
+    json_add(json.get(), "stdin", json_text(stdin_path));
+    json_add(json.get(), "stdout", json_text(stdout_path));
+    json_add(json.get(), "stderr", json_text(stderr_path));
+    json_add(json.get(), "exitcode", JsonPtr(cJSON_CreateNumber(exitcode)));
     return json;
 }

@@ -12,6 +12,7 @@
 #include "runtime/logging.h"
 #include "runtime/px_console.h"
 #include "src/base/assertion.h"
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 #include "src/rest/CjsonValidate.h"
 #include "src/rest/config_entry.h"
@@ -45,7 +46,7 @@ constexpr const char* kReportDone = "OK";
 constexpr int kReportPathSize = 200;
 
 void replace_text(cJSON* object, const char* name, const char* text) {
-    resource_json_replace(object, name, JsonPtr(cJSON_CreateString(text)));
+    json_replace(object, name, JsonPtr(cJSON_CreateString(text)));
 }
 
 void set_marker(const std::string& path, bool on) {
@@ -83,8 +84,8 @@ SystemDebugObject::~SystemDebugObject() {
 
 void SystemDebugObject::readOperation(HabRequest* request) {
     initOnce();
-    resource_json_replace(m_json.get(), kRebootName, JsonPtr(cJSON_CreateBool(getRebootFlag())));
-    resource_json_replace(m_json.get(), kWatchdogName, JsonPtr(cJSON_CreateBool(getWatchdogFlag())));
+    json_replace(m_json.get(), kRebootName, JsonPtr(cJSON_CreateBool(getRebootFlag())));
+    json_replace(m_json.get(), kWatchdogName, JsonPtr(cJSON_CreateBool(getWatchdogFlag())));
     resource_json_reply(request, m_json.get());
 }
 
@@ -119,10 +120,10 @@ void SystemDebugObject::init() {
     logger_function(6, kModule, "SystemDebugObject::init()");
     m_json.reset(cJSON_CreateObject());
     ORVALE_ASSERT(m_json != nullptr, "m_json", kModule, "void SystemDebugObject::init()");
-    resource_json_add(m_json.get(), kRebootName, JsonPtr(cJSON_CreateBool(getRebootFlag())));
-    resource_json_add(m_json.get(), kWatchdogName, JsonPtr(cJSON_CreateBool(getWatchdogFlag())));
-    resource_json_add(m_json.get(), kRequestName, JsonPtr(cJSON_CreateString(kReady)));
-    resource_json_add(m_json.get(), kReportName, JsonPtr(cJSON_CreateNull()));
+    json_add(m_json.get(), kRebootName, JsonPtr(cJSON_CreateBool(getRebootFlag())));
+    json_add(m_json.get(), kWatchdogName, JsonPtr(cJSON_CreateBool(getWatchdogFlag())));
+    json_add(m_json.get(), kRequestName, JsonPtr(cJSON_CreateString(kReady)));
+    json_add(m_json.get(), kReportName, JsonPtr(cJSON_CreateNull()));
     registerConfigChange(kReportKey);
 }
 
@@ -268,7 +269,7 @@ std::vector<const char*> SystemDebugObject::replaceReport(const std::string& sta
     if (state == kReportDirectory) {
         const bool had_report = cJSON_IsString(cJSON_GetObjectItemCaseSensitive(json, kReportName)) != 0;
         replace_text(json, kRequestName, kMakeReport);
-        resource_json_replace(json, kReportName, JsonPtr(cJSON_CreateNull()));
+        json_replace(json, kReportName, JsonPtr(cJSON_CreateNull()));
         return had_report ? std::vector{kRequestName, kReportName} : std::vector{kRequestName};
     }
     if (state == kReportDone) {

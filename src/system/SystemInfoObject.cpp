@@ -5,6 +5,7 @@
 #include "config_client/config_client_api.h"
 #include "runtime/logging.h"
 #include "src/base/assertion.h"
+#include "src/base/json_helpers.h"
 #include "src/rest/resource_json.h"
 #include "src/system/SystemOemSnmpObject.h"
 
@@ -65,6 +66,6 @@ void SystemInfoObject::initJsonFromConfigDb(const char* attribute, const char* k
     if (value == nullptr) {
         logger_function(4, kModule, " initJsonFromConfigDb dbKey=%s returned NULL", key);
     }
-    resource_json_add(m_json.get(), attribute,
-                      JsonPtr(value != nullptr ? cJSON_CreateString(value) : cJSON_CreateNull()));
+    json_add(m_json.get(), attribute,
+             JsonPtr(value != nullptr ? cJSON_CreateString(value) : cJSON_CreateNull()));
 }

@@ -95,9 +95,9 @@ void SystemOemSnmpObject::init() {
     m_json.reset(cJSON_CreateObject());
     ORVALE_ASSERT(m_json != nullptr, "m_json", kModule, "void SystemOemSnmpObject::init()");
     for (const SnmpAttribute& attribute : kStrings) {
-        resource_json_add(m_json.get(), attribute.name, JsonPtr(cJSON_CreateString("")));
+        json_add(m_json.get(), attribute.name, JsonPtr(cJSON_CreateString("")));
     }
-    resource_json_add(m_json.get(), kServices.name, JsonPtr(cJSON_CreateString("")));
+    json_add(m_json.get(), kServices.name, JsonPtr(cJSON_CreateString("")));
 
     unsigned int count = 0;
     config_data_t* elements = nullptr;
@@ -128,7 +128,7 @@ void SystemOemSnmpObject::replaceAttribute(const char* attribute, const config_d
         if (CjsonValidate::validateAttributeInt(m_json.get(), attribute, *number) ==
             CjsonValidate::kInvalid) {
             logger_function(7, kModule, "Replacing int attribute %s", attribute);
-            resource_json_replace(m_json.get(), attribute, JsonPtr(cJSON_CreateInt(*number)));
+            json_replace(m_json.get(), attribute, JsonPtr(cJSON_CreateInt(*number)));
         }
     } else if (entry.type == CONFIG_TYPE_STRING || entry.value == nullptr) {
         // A deleted key comes without a value and reads as the empty string.
@@ -136,7 +136,7 @@ void SystemOemSnmpObject::replaceAttribute(const char* attribute, const config_d
         if (CjsonValidate::validateAttributeString(m_json.get(), attribute, text.c_str()) ==
             CjsonValidate::kInvalid) {
             logger_function(7, kModule, "Replacing string attribute %s", attribute);
-            resource_json_replace(m_json.get(), attribute, JsonPtr(cJSON_CreateString(text.c_str())));
+            json_replace(m_json.get(), attribute, JsonPtr(cJSON_CreateString(text.c_str())));
         }
     } else {
         logger_function(4, kModule, "Unsupported config type : %d", static_cast<int>(entry.type));

@@ -13,6 +13,7 @@
 #include "runtime/px_console.h"
 #include "runtime/px_time.h"
 #include "src/base/assertion.h"
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 #include "src/rest/config_entry.h"
 #include "src/rest/resource_json.h"
@@ -108,11 +109,11 @@ void SystemStatusObject::init() {
     registerConfigChange(kStatusKey);
     m_json.reset(cJSON_CreateObject());
     ORVALE_ASSERT(m_json != nullptr, "m_json", kModule, "void SystemStatusObject::init()");
-    resource_json_add(m_json.get(), kStatusName, JsonPtr(cJSON_CreateNull()));
-    resource_json_add(m_json.get(), kTimeName, json_number(getGmTimeSecs()));
-    resource_json_add(m_json.get(), kUptimeName, json_number(getUptimeSecs()));
-    resource_json_add(m_json.get(), kPressedName, JsonPtr(cJSON_CreateNull()));
-    resource_json_add(m_json.get(), kSecondsName, JsonPtr(cJSON_CreateNull()));
+    json_add(m_json.get(), kStatusName, JsonPtr(cJSON_CreateNull()));
+    json_add(m_json.get(), kTimeName, json_number(getGmTimeSecs()));
+    json_add(m_json.get(), kUptimeName, json_number(getUptimeSecs()));
+    json_add(m_json.get(), kPressedName, JsonPtr(cJSON_CreateNull()));
+    json_add(m_json.get(), kSecondsName, JsonPtr(cJSON_CreateNull()));
 
     // The pattern names none of the three keys that are followed: until the first change or read the states are
     // unknown, and clients see null.
@@ -163,15 +164,15 @@ const char* SystemStatusObject::replaceFromEntry(const config_data_t& entry) {
 
 const char* SystemStatusObject::replaceFromInt(const char* key, int value) {
     if (std::strcmp(key, kStatusKey) == 0) {
-        resource_json_replace(m_json.get(), kStatusName, json_string(getSystemStatusString(value)));
+        json_replace(m_json.get(), kStatusName, json_string(getSystemStatusString(value)));
         return kStatusName;
     }
     if (std::strcmp(key, kPressedKey) == 0) {
-        resource_json_replace(m_json.get(), kPressedName, json_string(getButtonStatusString(value)));
+        json_replace(m_json.get(), kPressedName, json_string(getButtonStatusString(value)));
         return kPressedName;
     }
     if (std::strcmp(key, kSecondsKey) == 0) {
-        resource_json_replace(m_json.get(), kSecondsName, json_number(value));
+        json_replace(m_json.get(), kSecondsName, json_number(value));
         return kSecondsName;
     }
     return nullptr;
@@ -183,7 +184,7 @@ void SystemStatusObject::replaceSystemStatus(const char* attribute, const char* 
         logger_function(4, kModule, "SystemStatusObject::replaceSystemStatus dbKey=%s returned NULL", key);
         return;
     }
-    resource_json_replace(m_json.get(), attribute, json_string(getSystemStatusString(value)));
+    json_replace(m_json.get(), attribute, json_string(getSystemStatusString(value)));
 }
 
 void SystemStatusObject::replaceButtonStatus(const char* attribute, const char* key) {
@@ -194,7 +195,7 @@ void SystemStatusObject::replaceButtonStatus(const char* attribute, const char* 
                         key);
         return;
     }
-    resource_json_replace(m_json.get(), attribute, json_string(getButtonStatusString(value)));
+    json_replace(m_json.get(), attribute, json_string(getButtonStatusString(value)));
 }
 
 void SystemStatusObject::replaceButtonSeconds(const char* attribute, const char* key) {
@@ -205,12 +206,12 @@ void SystemStatusObject::replaceButtonSeconds(const char* attribute, const char*
                         key);
         return;
     }
-    resource_json_replace(m_json.get(), attribute, json_number(value));
+    json_replace(m_json.get(), attribute, json_number(value));
 }
 
 void SystemStatusObject::replaceTimes() {
-    resource_json_replace(m_json.get(), kTimeName, json_number(getGmTimeSecs()));
-    resource_json_replace(m_json.get(), kUptimeName, json_number(getUptimeSecs()));
+    json_replace(m_json.get(), kTimeName, json_number(getGmTimeSecs()));
+    json_replace(m_json.get(), kUptimeName, json_number(getUptimeSecs()));
 }
 
 // The detour over the text is deliberate: "%s" reads the UTC fields as local ones, so that clients get the number

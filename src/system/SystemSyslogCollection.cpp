@@ -13,10 +13,10 @@
 #include "runtime/logging.h"
 #include "runtime/px_console.h"
 #include "src/base/assertion.h"
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 #include "src/rest/CjsonValidate.h"
 #include "src/rest/config_entry.h"
-#include "src/rest/resource_json.h"
 
 namespace {
 
@@ -96,7 +96,7 @@ void replace_attribute(cJSON* entry, const std::string& attribute, const config_
         if (is_rule_attribute(attribute) &&
             CjsonValidate::validateAttributeString(entry, attribute.c_str(), text.c_str()) ==
                 CjsonValidate::kInvalid) {
-            resource_json_replace(entry, attribute.c_str(), JsonPtr(cJSON_CreateString(text.c_str())));
+            json_replace(entry, attribute.c_str(), JsonPtr(cJSON_CreateString(text.c_str())));
         }
     } else if (data.type == CONFIG_TYPE_INT) {
         logger_function(3, kModule, "Replacing int - Error");
@@ -181,9 +181,9 @@ void SystemSyslogCollection::createEntry(int slot) {
     logger_function(6, kModule, "Create entry %s", kSlotNames[slot]);
     JsonPtr json(cJSON_CreateObject());
     ORVALE_ASSERT(json != nullptr, "json", kModule, "void SystemSyslogCollection::createEntry(int)");
-    resource_json_add(json.get(), kRuleId, JsonPtr(cJSON_CreateNumber(slot)));
-    resource_json_add(json.get(), kSelector, JsonPtr(cJSON_CreateNull()));
-    resource_json_add(json.get(), kAction, JsonPtr(cJSON_CreateNull()));
+    json_add(json.get(), kRuleId, JsonPtr(cJSON_CreateNumber(slot)));
+    json_add(json.get(), kSelector, JsonPtr(cJSON_CreateNull()));
+    json_add(json.get(), kAction, JsonPtr(cJSON_CreateNull()));
     putEntry(kSlotNames[slot], json.release());
 }
 

@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "src/base/json_helpers.h"
 #include "tools/apictl/report.h"
 #include "tools/apictl/subscription.h"
 
@@ -24,10 +25,7 @@ std::set<std::string> apis_of(const CommandLine& command) {
 void append_copies(cJSON* list, const cJSON* items) {
     const cJSON* item = nullptr;
     cJSON_ArrayForEach(item, items) {
-        JsonPtr copy(cJSON_Duplicate(item, 1));
-        if (cJSON_AddItemToArray(list, copy.get()) != 0) {
-            static_cast<void>(copy.release());
-        }
+        json_append(list, JsonPtr(cJSON_Duplicate(item, 1)));
     }
 }
 

@@ -7,6 +7,7 @@
 #include "config_client/config_client_api.h"
 #include "config_client/config_vbuf.h"
 #include "config_client/config_wire.h"
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 #include "tools/common/config_value.h"
 
@@ -149,7 +150,7 @@ JsonPtr entry_json(const ConfigPayload::Entry& entry) {
     cJSON_AddStringToObject(json.get(), "type", config_type_name(entry.type).c_str());
     cJSON_AddNumberToObject(json.get(), "status", entry.status);
     if (entry.has_value) {
-        cJSON_AddItemToObject(json.get(), "value", config_value_json(entry.type, entry.bytes).release());
+        json_add(json.get(), "value", config_value_json(entry.type, entry.bytes));
     }
     return json;
 }
@@ -205,7 +206,7 @@ JsonPtr config_payload_json(const ConfigPayload& payload) {
     }
     cJSON* entries = cJSON_AddArrayToObject(json.get(), "entries");
     for (const ConfigPayload::Entry& entry : payload.entries) {
-        cJSON_AddItemToArray(entries, entry_json(entry).release());
+        json_append(entries, entry_json(entry));
     }
     if (payload.is_malformed) {
         cJSON_AddTrueToObject(json.get(), "malformed");

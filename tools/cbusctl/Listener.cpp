@@ -3,7 +3,7 @@
 #include "tools/cbusctl/Listener.h"
 
 #include "cbus/cbus_wire.h"
-#include "src/base/owners.h"
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 #include "tools/cbusctl/ConfigPayload.h"
 #include "tools/cbusctl/monitor_text.h"
@@ -39,7 +39,7 @@ std::string signal_json(const BusMessage& message, DataForm form) {
                             time_text(time_now_us(), TimePrecision::kMilliseconds).c_str());
     cJSON_AddStringToObject(json.get(), "name", message.name.c_str());
     if (const auto payload = config_payload_of(message, form)) {
-        cJSON_AddItemToObject(json.get(), "config", config_payload_json(*payload).release());
+        json_add(json.get(), "config", config_payload_json(*payload));
     } else {
         bus_data_add_to(json.get(), message.data, form);
     }

@@ -4,6 +4,7 @@
 
 #include "cbus/cbus_wire.h"
 #include "src/base/hex_text.h"
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 #include "tools/cbusctl/ConfigPayload.h"
 #include "tools/common/json_text.h"
@@ -65,7 +66,7 @@ std::string monitor_json(const MonitorCopy& copy, DataForm form) {
     cJSON_AddStringToObject(json.get(), "name", std::string(copy.name).c_str());
     cJSON_AddNumberToObject(json.get(), "size", static_cast<double>(copy.data.size()));
     if (const auto payload = config_payload_of(copy)) {
-        cJSON_AddItemToObject(json.get(), "config", config_payload_json(*payload).release());
+        json_add(json.get(), "config", config_payload_json(*payload));
     }
     if (form == DataForm::kHex) {
         cJSON_AddStringToObject(json.get(), "hex", hex_text(copy.data).c_str());

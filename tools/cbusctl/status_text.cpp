@@ -3,7 +3,9 @@
 #include "tools/cbusctl/status_text.h"
 
 #include <cstdio>
+#include <utility>
 
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 
 namespace {
@@ -28,7 +30,7 @@ JsonPtr name_json(const BusStatus::Name& name) {
     cJSON_AddNumberToObject(json.get(), "provider", static_cast<double>(name.provider));
     cJSON* waiting = cJSON_AddArrayToObject(json.get(), "waiting");
     for (const std::uint64_t id : name.waiting) {
-        cJSON_AddItemToArray(waiting, cJSON_CreateNumber(static_cast<double>(id)));
+        json_append(waiting, JsonPtr(cJSON_CreateNumber(static_cast<double>(id))));
     }
     return json;
 }
@@ -73,7 +75,7 @@ JsonPtr list_json(const BusStatus& status) {
     JsonPtr json(cJSON_CreateObject());
     cJSON* names = cJSON_AddArrayToObject(json.get(), "names");
     for (const BusStatus::Name& name : status.names) {
-        cJSON_AddItemToArray(names, name_json(name).release());
+        json_append(names, name_json(name));
     }
     cJSON* filters = cJSON_AddArrayToObject(json.get(), "filters");
     for (const BusStatus::Client& holder : status.clients) {
@@ -81,7 +83,7 @@ JsonPtr list_json(const BusStatus& status) {
             JsonPtr entry(cJSON_CreateObject());
             cJSON_AddStringToObject(entry.get(), "filter", filter.c_str());
             cJSON_AddNumberToObject(entry.get(), "client", static_cast<double>(holder.id));
-            cJSON_AddItemToArray(filters, entry.release());
+            json_append(filters, std::move(entry));
         }
     }
     return json;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 #include "tools/common/config_value.h"
 #include "tools/common/json_text.h"
@@ -107,6 +108,6 @@ std::string change_json(const config_data_t& changed, std::uint64_t time_us) {
     const JsonPtr json(cJSON_CreateObject());
     cJSON_AddStringToObject(json.get(), "time", time_text(time_us, TimePrecision::kMilliseconds).c_str());
     cJSON_AddStringToObject(json.get(), "key", changed.key);
-    cJSON_AddItemToObject(json.get(), "value", config_value_json(changed.type, bytes_of(changed)).release());
+    json_add(json.get(), "value", config_value_json(changed.type, bytes_of(changed)));
     return json_printable(*json, JsonLayout::kOneLine);
 }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "config_client/config_client_api.h"
+#include "src/base/json_helpers.h"
 #include "src/base/printable_text.h"
 #include "tools/common/config_value.h"
 #include "tools/configctl/commands.h"
@@ -103,7 +104,7 @@ ExitStatus command_stat(const CommandContext& context) {
             context.output.complain(key + ": no value");
             is_all = false;
         } else if (context.command.is_json) {
-            cJSON_AddItemToObject(all.get(), key.c_str(), information_json(*information).release());
+            json_add(all.get(), key.c_str(), information_json(*information));
         } else if (written == Result::kWritten) {
             written = context.output.writeLine(information_text(key, *information, context.output.paint()));
         }

@@ -3,6 +3,7 @@
 #include "tools/configctl/value_file.h"
 
 #include "config_client/config_vbuf.h"
+#include "src/base/json_helpers.h"
 #include "tools/common/config_value.h"
 #include "tools/common/json_text.h"
 
@@ -28,7 +29,7 @@ std::string value_file_text(const std::vector<ConfigEntry>& entries) {
 JsonPtr value_file_json(const std::vector<ConfigEntry>& entries) {
     JsonPtr object(cJSON_CreateObject());
     for (const auto& [key, value] : entries) {
-        cJSON_AddItemToObject(object.get(), key.c_str(), config_value_json(value.type, value.data).release());
+        json_add(object.get(), key.c_str(), config_value_json(value.type, value.data));
     }
     return object;
 }

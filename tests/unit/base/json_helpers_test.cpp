@@ -14,6 +14,10 @@ JsonPtr EveryType() {
         R"({"text":"a","number":5,"yes":true,"no":false,"null":null,"list":[1],"object":{"a":1}})");
 }
 
+std::string Text(const JsonPtr& json) {
+    return JsonText(cJSON_PrintUnformatted(json.get())).get();
+}
+
 std::string Tree(const cJSON* node) {
     testing::internal::CaptureStdout();
     cJSON_PrintNodeTree(node);
@@ -188,6 +192,57 @@ TEST(JsonMembers, GiveNullForAConstantKey) {
     cJSON_AddItemToObjectCS(json.get(), "number", cJSON_CreateInt(5));
 
     EXPECT_EQ(cJSON_GetObjectNumber(json.get(), "number"), nullptr);
+}
+
+TEST(JsonAdd, PutsTheItemBehindTheOthers) {
+    const JsonPtr json = json_parse(R"({"b":1})");
+
+    EXPECT_TRUE(json_add(json.get(), "a", json_parse("2")));
+    EXPECT_EQ(Text(json), R"({"b":1,"a":2})");
+}
+
+TEST(JsonAdd, AddsNothingWithoutAnItemOrAnObject) {
+    const JsonPtr json = json_parse(R"({"a":1})");
+
+    EXPECT_FALSE(json_add(json.get(), "b", nullptr));
+    EXPECT_FALSE(json_add(nullptr, "b", json_parse("2")));
+    EXPECT_EQ(Text(json), R"({"a":1})");
+}
+
+TEST(JsonAppend, PutsTheItemBehindTheOthers) {
+    const JsonPtr json = json_parse("[1]");
+
+    EXPECT_TRUE(json_append(json.get(), json_parse("2")));
+    EXPECT_EQ(Text(json), "[1,2]");
+}
+
+TEST(JsonAppend, AppendsNothingWithoutAnItemOrAnArray) {
+    const JsonPtr json = json_parse("[1]");
+
+    EXPECT_FALSE(json_append(json.get(), nullptr));
+    EXPECT_FALSE(json_append(nullptr, json_parse("2")));
+    EXPECT_EQ(Text(json), "[1]");
+}
+
+TEST(JsonReplace, PutsTheItemInPlace) {
+    const JsonPtr json = json_parse(R"({"a":1,"b":2,"c":3})");
+
+    EXPECT_TRUE(json_replace(json.get(), "b", json_parse("\"x\"")));
+    EXPECT_EQ(Text(json), R"({"a":1,"b":"x","c":3})");
+}
+
+TEST(JsonReplace, ReplacesNothingThatIsSpelledDifferently) {
+    const JsonPtr json = json_parse(R"({"a":1})");
+
+    EXPECT_FALSE(json_replace(json.get(), "A", json_parse("2")));
+    EXPECT_EQ(Text(json), R"({"a":1})");
+}
+
+TEST(JsonReplace, KeepsWhatIsThereWithoutAnItem) {
+    const JsonPtr json = json_parse(R"({"a":1})");
+
+    EXPECT_FALSE(json_replace(json.get(), "a", nullptr));
+    EXPECT_EQ(Text(json), R"({"a":1})");
 }
 
 TEST(JsonCreateInt, SetsBothValues) {
