@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "runtime/fdloop_libevent.h"
+#include "src/base/SignalsBlocked.h"
 
 namespace {
 
@@ -23,22 +24,6 @@ constexpr size_t kMaxAnswerBytes = 200;
 constexpr int kStopTries = 100;
 constexpr int kStopPauseMs = 10;
 constexpr int kNiceness = 10;  // the report comes after the unit's own work
-
-// All signals stay blocked around the fork: the parent's handlers, run in the child, would speak to the parent's loop.
-class BlockedSignals {
-  public:
-    BlockedSignals() {
-        sigset_t all;
-        sigfillset(&all);
-        sigprocmask(SIG_SETMASK, &all, &m_before);
-    }
-    BlockedSignals(const BlockedSignals&) = delete;
-    BlockedSignals& operator=(const BlockedSignals&) = delete;
-    ~BlockedSignals() { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
-
-  private:
-    sigset_t m_before;
-};
 
 void close_all_but(int first, int second) {
     const auto [low, high] = std::minmax(first, second);
@@ -79,7 +64,7 @@ std::unique_ptr<ReportJob> ReportJob::start(_fdloop_t* loop, const Options& opti
     }
     UniqueFd answer(ends[0]);
     const UniqueFd child_end(ends[1]);
-    const BlockedSignals blocked;
+    const SignalsBlocked blocked;
     const pid_t pid = fork();
     if (pid < 0) {
         return nullptr;

@@ -14,28 +14,12 @@
 #include <sstream>
 
 #include "runtime/logging.h"
+#include "src/base/SignalsBlocked.h"
 #include "src/base/printable_text.h"
 
 namespace {
 
 constexpr const char* kModule = "src/Process";
-
-// Keeps every signal away while it lives. Around a fork, so that the child never runs the handlers of the daemon: they
-// would remove its pid file.
-class SignalsBlocked {
-  public:
-    SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &m_before);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-  private:
-    sigset_t m_before = {};
-};
 
 // What the program finds is what a shell would give it: an empty mask, and only those signals ignored that whoever
 // started the daemon ignores. SIGPIPE and SIGCHLD are the daemon's own affair.
