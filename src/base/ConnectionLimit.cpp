@@ -3,8 +3,6 @@
 #include "src/base/ConnectionLimit.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdlib>
 #include <map>
 #include <string_view>
 #include <utility>
@@ -22,14 +20,6 @@ void ConnectionLimit::refused(const Peers& peers) {
         logger_function(4, m_module, "%lu connections refused, as %zu may be open. Most of them: %s\n", count,
                         m_max, busiest_text(peers()).c_str());
     }
-}
-
-std::size_t ConnectionLimit::fromEnvironment(const char* variable, std::size_t otherwise) {
-    const char* value = getenv(variable);
-    const std::string_view text(value != nullptr ? value : "");
-    std::size_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() && number > 0 ? number : otherwise;
 }
 
 std::string busiest_text(const std::vector<std::string>& texts) {

@@ -25,9 +25,6 @@ class ConnectionLimit {
     // open ones. `peers` runs when there is a line to write.
     void refused(const Peers& peers);
 
-    // The value of an environment variable that is a whole number above zero, or `otherwise`.
-    [[nodiscard]] static std::size_t fromEnvironment(const char* variable, std::size_t otherwise);
-
   private:
     const char* m_module;
     std::size_t m_max;

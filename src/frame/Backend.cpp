@@ -13,8 +13,8 @@
 #include "runtime/fdloop_libevent.h"
 #include "runtime/logging.h"
 #include "runtime/px.h"
-#include "src/base/ConnectionLimit.h"
 #include "src/base/assertion.h"
+#include "src/base/environment_number.h"
 #include "src/base/service_notify.h"
 #include "src/example/ExampleApiController.h"
 #include "src/frame/ApiEventServer.h"
@@ -43,15 +43,15 @@ constexpr unsigned kAllMethods = 15;
 
 // A unit with more clients than most tells the daemon so in its environment.
 std::size_t max_http_connections() {
-    return ConnectionLimit::fromEnvironment("ORVALE_HTTP_CONNECTIONS", HabEventServer::kMaxConnections);
+    return environment_number("ORVALE_HTTP_CONNECTIONS", HabEventServer::kMaxConnections);
 }
 
 std::size_t max_rpc_connections() {
-    return ConnectionLimit::fromEnvironment("ORVALE_RPC_CONNECTIONS", SocketTransport::kMaxConnections);
+    return environment_number("ORVALE_RPC_CONNECTIONS", SocketTransport::kMaxConnections);
 }
 
 std::size_t max_sessions() {
-    return ConnectionLimit::fromEnvironment("ORVALE_SESSIONS", HabSessionImpl::kMaxSessions);
+    return environment_number("ORVALE_SESSIONS", HabSessionImpl::kMaxSessions);
 }
 
 // The lower-case and the capitalised name of an operation share one object.

@@ -2,24 +2,9 @@
 
 #include "src/base/ConnectionLimit.h"
 
-#include <cstdlib>
-
 #include <gtest/gtest.h>
 
 #include "tests/support/CapturedLog.h"
-
-namespace {
-
-constexpr const char* kVariable = "ORVALE_TEST_CONNECTIONS";
-
-std::size_t limit_with(const char* value) {
-    setenv(kVariable, value, 1);
-    const std::size_t limit = ConnectionLimit::fromEnvironment(kVariable, 5);
-    unsetenv(kVariable);
-    return limit;
-}
-
-}  // namespace
 
 TEST(ConnectionLimit, NamesThePeersWithMostConnections) {
     const CapturedLog log;
@@ -44,20 +29,6 @@ TEST(ConnectionLimit, WritesOneLineForManyConnections) {
 
     EXPECT_EQ(log.lines().size(), 1U);
     EXPECT_EQ(asked, 1);
-}
-
-TEST(ConnectionLimit, IsThatOfTheEnvironment) {
-    EXPECT_EQ(limit_with("1200"), 1200U);
-}
-
-TEST(ConnectionLimit, IsNotTakenFromWhatIsNoNumberAboveZero) {
-    for (const char* value : {"", "0", "-1", "12x", "x", " 12", "99999999999999999999999"}) {
-        EXPECT_EQ(limit_with(value), 5U) << value;
-    }
-}
-
-TEST(ConnectionLimit, IsNotTakenFromAnEnvironmentThatNamesNone) {
-    EXPECT_EQ(ConnectionLimit::fromEnvironment(kVariable, 5), 5U);
 }
 
 TEST(BusiestText, IsEmptyForNobody) {
