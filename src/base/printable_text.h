@@ -21,6 +21,11 @@
 // What is not printable ASCII becomes a "?".
 [[nodiscard]] std::string text_as_ascii(std::string_view text);
 
+// The text itself; "(null)" for null, as printf() would show it.
+[[nodiscard]] inline const char* text_or_null(const char* text) {
+    return text != nullptr ? text : "(null)";
+}
+
 // A log line takes 299 characters.
 inline constexpr std::size_t kMaxLoggedTextBytes = 200;
 

@@ -6,16 +6,13 @@
 #include <cstring>
 
 #include "runtime/logging.h"
+#include "src/base/printable_text.h"
 #include "src/http/HabSession.h"
 
 namespace {
 
 constexpr const char* kModule = "src/BaseApiController";
 constexpr const char* kSubscriptions = "subscriptions";
-
-const char* text_or_null(const char* text) {
-    return text == nullptr ? "(null)" : text;
-}
 
 }  // namespace
 

@@ -77,10 +77,6 @@ MallocedText copy_of(const char* text) {
     return MallocedText(text == nullptr ? nullptr : strdup(text));
 }
 
-const char* printable(const char* text) {
-    return text == nullptr ? "(null)" : text;
-}
-
 // A pattern without an answer looks like one that matches nothing; a key does not.
 bool database_answers() {
     char value[1];
@@ -349,8 +345,8 @@ void SystemSyslogCollection::dumpSyslogMap(const char* tag) const {
     for (const char* name : kSlotNames) {
         if (const cJSON* const entry = findEntry(name)) {
             logger_function(6, kModule, " dumpSyslogMap: %s: Selector/Action %s : %s", name,
-                            text_for_log(printable(text_of(entry, kSelector))).c_str(),
-                            text_for_log(printable(text_of(entry, kAction))).c_str());
+                            text_for_log(text_or_null(text_of(entry, kSelector))).c_str(),
+                            text_for_log(text_or_null(text_of(entry, kAction))).c_str());
         } else {
             logger_function(6, kModule, " dumpSyslogMap: %s: EMPTY ", name);
         }

@@ -24,6 +24,12 @@ TEST(TextAsAscii, ShowsEverythingElseAsQuestionMarks) {
     EXPECT_EQ(text_as_ascii(std::string_view("a\nb\0c\x7f\xff ~", 9)), "a?b?c?? ~");
 }
 
+TEST(TextOrNull, NamesWhatIsNotThere) {
+    EXPECT_STREQ(text_or_null(nullptr), "(null)");
+    EXPECT_STREQ(text_or_null(""), "");
+    EXPECT_STREQ(text_or_null("a"), "a");
+}
+
 TEST(TextForLog, IsCutWhereALineWouldEnd) {
     EXPECT_EQ(text_for_log(std::string(kMaxLoggedTextBytes + 1, 'a') + '\n'),
               std::string(kMaxLoggedTextBytes, 'a'));
