@@ -70,21 +70,6 @@ std::string collapse_slashes(std::string path) {
     return path;
 }
 
-struct Peer {
-    char* host = nullptr;
-    ev_uint16_t port = 0;
-};
-
-// The other end of the request's connection; no host without a request, or when the connection is gone.
-Peer peer_of(evhttp_request* req) {
-    Peer peer;
-    evhttp_connection* connection = req == nullptr ? nullptr : evhttp_request_get_connection(req);
-    if (connection != nullptr) {
-        evhttp_connection_get_peer(connection, &peer.host, &peer.port);
-    }
-    return peer;
-}
-
 }  // namespace
 
 HabRequestEvent::HabRequestEvent(evhttp_request* req) : m_req(req), m_evBuf(evbuffer_new()) {
@@ -163,11 +148,11 @@ const char* HabRequestEvent::getMethod() {
 }
 
 const char* HabRequestEvent::getRemoteHost() {
-    return peer_of(m_req).host;
+    return http_peer(m_req).host;
 }
 
 int HabRequestEvent::getRemotePort() {
-    const Peer peer = peer_of(m_req);
+    const HttpPeer peer = http_peer(m_req);
     return peer.host == nullptr ? -1 : peer.port;
 }
 

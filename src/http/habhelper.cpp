@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string>
 
+#include <event2/http.h>
+
 #include "runtime/logging.h"
 #include "src/base/json_helpers.h"
 #include "src/base/text_file.h"
@@ -85,4 +87,14 @@ char** split(char** out, char* s, const char*, const char* delim) {
         out[count] = nullptr;
     }
     return out;
+}
+
+HttpPeer http_peer(evhttp_request* request) {
+    evhttp_connection* connection = request == nullptr ? nullptr : evhttp_request_get_connection(request);
+    char* host = nullptr;
+    std::uint16_t port = 0;
+    if (connection != nullptr) {
+        evhttp_connection_get_peer(connection, &host, &port);
+    }
+    return {host, port};
 }

@@ -2,11 +2,15 @@
 
 #pragma once
 
+#include <cstdint>
+
 struct cJSON;
+struct evhttp_request;
 
 inline constexpr int kMaxPieces = 127;  // what split() cuts at most
 
-// Functions that several modules of the front end share. They hold no state and may run on any thread.
+// Functions that several modules of the front end share. They hold no state and, where nothing else is said, may run on
+// any thread.
 
 // The parsed file; the caller deletes it. Null, and a log line, when it cannot be read or is no JSON. The second
 // argument has no meaning.
@@ -29,3 +33,11 @@ char** split(char** out, char* s, const char*, const char* delim);
 inline const char* orEmpty(const char* text) {
     return text != nullptr ? text : "";
 }
+
+// The other end of a request's connection, which the host's text belongs to. No host without a request (null), or when
+// the connection is gone. Loop thread only.
+struct HttpPeer {
+    const char* host = nullptr;
+    std::uint16_t port = 0;
+};
+HttpPeer http_peer(evhttp_request* request);
