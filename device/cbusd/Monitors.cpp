@@ -3,7 +3,6 @@
 #include "device/cbusd/Monitors.h"
 
 #include <chrono>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>

@@ -7,8 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "runtime/c_owner.h"
 #include "src/base/printable_text.h"
 

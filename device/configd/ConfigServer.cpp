@@ -4,7 +4,6 @@
 
 #include <poll.h>
 
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string_view>

@@ -3,7 +3,6 @@
 #include <event2/event.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>

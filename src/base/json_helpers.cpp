@@ -2,8 +2,6 @@
 
 #include "src/base/json_helpers.h"
 
-#include <cstring>
-
 #include "runtime/px_console.h"
 
 namespace {

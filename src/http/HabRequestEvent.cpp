@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <string_view>
 #include <utility>
 
 #include "runtime/logging.h"

@@ -2,8 +2,6 @@
 
 #include "src/http/http_reply.h"
 
-#include <cstdio>
-
 #include <string>
 
 #include <event2/buffer.h>

@@ -4,7 +4,6 @@
 
 #include <utility>
 
-#include "runtime/logging.h"
 #include "src/base/assertion.h"
 #include "src/base/json_helpers.h"
 #include "src/rpc/Funct.h"

@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "runtime/c_owner.h"
 #include "runtime/logging.h"

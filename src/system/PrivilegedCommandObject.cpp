@@ -3,7 +3,6 @@
 #include "src/system/PrivilegedCommandObject.h"
 
 #include <cstring>
-#include <utility>
 
 #include "src/base/json_helpers.h"
 #include "src/rest/CjsonValidate.h"

@@ -2,7 +2,6 @@
 
 #include "tools/apictl/commands.h"
 
-#include <utility>
 #include <variant>
 
 #include "tools/apictl/SubscriptionList.h"
