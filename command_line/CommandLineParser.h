@@ -79,8 +79,8 @@ class CommandLineParser : public CommandLineOptions {
     CommandLineParser& operator=(const CommandLineParser&) = delete;
     ~CommandLineParser();
 
-    // A program with verbs wants one; `on_chosen` runs when it is this one. The program's options stand before or behind
-    // a verb; its help names them ("-a and --json").
+    // A program with verbs wants one; `on_chosen` runs when it is this one. The program's options stand
+    // before or behind a verb; its help names them ("-a and --json").
     CommandLineOptions add_verb(const std::string& name, const std::string& description,
                                 const std::string& common_options, const std::function<void()>& on_chosen);
 

@@ -9,7 +9,8 @@
 #include "config_values/ConfigValue.h"
 #include "src/base/owners.h"
 
-// The form of the factory file: one JSON object from key to text, integer of 32 bits or {"hex": "0a0b"} (a binary value).
+// The form of the factory file: one JSON object from key to text, integer of 32 bits or {"hex": "0a0b"} (a
+// binary value).
 
 struct ValueJsonError {
     std::string key;  // empty: it is about the whole

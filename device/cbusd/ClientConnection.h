@@ -19,10 +19,10 @@
 // Owns:      the socket and its events.
 // Borrows:   the loop and the owner; both outlive this object.
 // Callbacks: on_message for each message in order of arrival; one that it answers false for was not handled, and comes
-//            again when the client, which is held now, is resumed; on_taken when some of what waited went out; on_left at
-//            most once, when the client takes nothing more: what it has sent is still read to its end; on_closed once,
-//            when that has been read or the connection was ended. None may destroy the connection: the owner does
-//            that later, from the loop.
+//            again when the client, which is held now, is resumed; on_taken when some of what waited went
+//            out; on_left at most once, when the client takes nothing more: what it has sent is still read to
+//            its end; on_closed once, when that has been read or the connection was ended. None may destroy
+//            the connection: the owner does that later, from the loop.
 // Errors:    what ends a connection by the client's fault is logged here, one line.
 class ClientConnection {
   public:

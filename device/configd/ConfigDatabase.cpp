@@ -130,8 +130,8 @@ void ConfigDatabase::take_back(const Changes& undo) {
     static_cast<void>(store_volatile(undo));
 }
 
-// The rows that make the store of one kind of trees agree with memory. A deleted factory value leaves a row that says so;
-// without it the next start would bring the value back.
+// The rows that make the store of one kind of trees agree with memory. A deleted factory value leaves a row
+// that says so; without it the next start would bring the value back.
 StoreRows ConfigDatabase::rows_of(const Changes& touched, KeyTree tree) const {
     StoreRows rows;
     for (const ConfigElement& element : touched) {

@@ -14,13 +14,14 @@
 #include "device/configd/FactoryFile.h"
 #include "device/configd/KeyPattern.h"
 
-// ConfigDatabase: all values, in memory and in order; the persistent ones also in a store, the volatile ones too if there
-// is a second store for them. A factory value holds until the key is written or deleted; the stores keep only what was.
+// ConfigDatabase: all values, in memory and in order; the persistent ones also in a store, the volatile ones
+// too if there is a second store for them. A factory value holds until the key is written or deleted; the
+// stores keep only what was.
 // Owns:    values and stores.
 // Threads: one.
 // Blocks:  writes, until the store has them.
-// Errors:  nothing is changed by writes that a store refuses. The two stores end their transactions one after the other:
-//          of a write of both kinds of keys a process that is killed may leave the volatile half.
+// Errors:  nothing is changed by writes that a store refuses. The two stores end their transactions one after
+//          the other: of a write of both kinds of keys a process that is killed may leave the volatile half.
 class ConfigDatabase {
   public:
     using Write = std::span<const ConfigElement>;
@@ -40,9 +41,9 @@ class ConfigDatabase {
     // Bits of CONFIG_STAT_....
     [[nodiscard]] uint32_t information(std::string_view key) const;
 
-    // Does the writes one after the other in one transaction: all of them or, when a store refuses, none. The answer are,
-    // for each, the keys whose value or type is another than before it; of several elements of one write with one key
-    // the last counts. The elements have passed config_element_check().
+    // Does the writes one after the other in one transaction: all of them or, when a store refuses, none. The
+    // answer are, for each, the keys whose value or type is another than before it; of several elements of
+    // one write with one key the last counts. The elements have passed config_element_check().
     [[nodiscard]] std::optional<std::vector<Changes>> write(const std::vector<Write>& writes);
     // Persistent trees: as in the factory file, keys that it does not name go. Others: only the keys that it names.
     [[nodiscard]] std::optional<Changes> reset_to_factory();

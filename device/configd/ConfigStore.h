@@ -18,16 +18,17 @@ using StoreRows = std::map<std::string, std::optional<ConfigValue>, std::less<>>
 // ConfigStore: values in an SQLite file. A row of type 0 says that a factory value was deleted.
 // Owns:    the file while it lives: a second program cannot open it.
 // Threads: one.
-// Blocks:  on a disk, until it has what was written (synchronous=FULL): what was accepted survives a power cut. In a memory
-//          file system there is nothing to wait for; what was accepted survives the end of the process, however it comes.
+// Blocks:  on a disk, until it has what was written (synchronous=FULL): what was accepted survives a power
+//          cut. In a memory file system there is nothing to wait for; what was accepted survives the end of
+//          the process, however it comes.
 // Errors:  false, and one log line; the file is then as it was before the call.
 class ConfigStore {
   public:
     enum class Medium { kDisk, kMemory };
 
     // Without a file a new one is begun, under its name plus ".new" until it is whole. A damaged file is moved aside
-    // (damaged_file.h) first. Null, and one line on standard error, when a file cannot be opened for another reason: one
-    // that may not be read or that the disk does not give stays where it is.
+    // (damaged_file.h) first. Null, and one line on standard error, when a file cannot be opened for another
+    // reason: one that may not be read or that the disk does not give stays where it is.
     [[nodiscard]] static std::unique_ptr<ConfigStore> open(const std::string& path,
                                                            Medium medium = Medium::kDisk);
 

@@ -11,7 +11,8 @@
 
 // The vector payload (config_vbuf.h) as the elements of the database.
 
-// Nothing when a part of the payload is no entry: unlike the clients, who trust the database, the database trusts nobody.
+// Nothing when a part of the payload is no entry: unlike the clients, who trust the database, the database
+// trusts nobody.
 [[nodiscard]] std::optional<std::vector<ConfigElement>> vbuf_decode(std::string_view payload);
 
 // Appends one entry. `name` holds no NUL.

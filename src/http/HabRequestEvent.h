@@ -10,8 +10,8 @@
 // HabRequestEvent: a request that came over HTTP.
 // Owns:      the reply body being built.
 // Borrows:   the library's request until the answer is sent; from then on the library may free it at any
-//            time,
-//            and this object behaves as one without a request. It must be deleted before or with its request.
+//            time, and this object behaves as one without a request. It must be deleted before or with its
+//            request.
 // Threads:   loop thread only.
 // Errors:    the first answer (reply or error page) counts, later ones and what they add to the body are
 //            ignored. Without a request (null) nothing is sent and lookups find nothing.

@@ -26,7 +26,8 @@ int decodeURIComponent(const char* src, char* dst, unsigned int max);
 int normalizeString(char* s);
 
 // Cuts `s` in place at every character of `delim` and puts up to kMaxPieces pieces and a null behind them into
-// `out`, which has room for one more; a string without pieces leaves `out` as it is. The third argument has no meaning. Answers `out`.
+// `out`, which has room for one more; a string without pieces leaves `out` as it is. The third argument has
+// no meaning. Answers `out`.
 char** split(char** out, char* s, const char*, const char* delim);
 
 // The text itself; "" for null.

@@ -13,8 +13,8 @@
 
 namespace {
 
-// What a pattern that can be parsed matches, found by reading it from left to right: behind each of its forms, all places
-// of the key at which it may stand.
+// What a pattern that can be parsed matches, found by reading it from left to right: behind each of its
+// forms, all places of the key at which it may stand.
 class PlainMatcher {
   public:
     PlainMatcher(std::string_view pattern, std::string_view key) : m_pattern(pattern), m_key(key) {}

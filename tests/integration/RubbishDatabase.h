@@ -13,8 +13,8 @@
 #include "cbus/socket_helpers.h"
 #include "tests/support/BusPeer.h"
 
-// RubbishDatabase: a provider on the real bus in the place of the database. It answers requests whose names begin with one
-// of these with the bytes beside it, and all others with nothing.
+// RubbishDatabase: a provider on the real bus in the place of the database. It answers requests whose names
+// begin with one of these with the bytes beside it, and all others with nothing.
 // Threads: its own.
 class RubbishDatabase {
   public:

@@ -9,9 +9,9 @@
 #include "events/event_wire.h"
 
 // What the daemon does when what answers in the place of the database makes no sense. A reply that contradicts itself
-// in its fixed part, or that has a piece of an entry at its end, ends the process, as a broken rule between the programs of
-// the unit does: its supervisor starts it again. So does an event that leaves a gap in the list. Nothing is ever read or
-// written outside of the reply.
+// in its fixed part, or that has a piece of an entry at its end, ends the process, as a broken rule between
+// the programs of the unit does: its supervisor starts it again. So does an event that leaves a gap in the
+// list. Nothing is ever read or written outside of the reply.
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <string>
 
-// MovedClock: the wall clock of the programs that are started while it lives; their monotonic clock stays the kernel's. A
-// library in front of the C library adds the distance to every reading; what the kernel itself does at a time of the
-// wall clock is not moved.
+// MovedClock: the wall clock of the programs that are started while it lives; their monotonic clock stays the
+// kernel's. A library in front of the C library adds the distance to every reading; what the kernel itself
+// does at a time of the wall clock is not moved.
 // Owns:   a file in the directory, and the environment variables that the programs inherit.
 // Errors: a failed set-up is a failed expectation.
 class MovedClock {

@@ -13,8 +13,8 @@
 #include "tools/common/Output.h"
 #include "tools/common/exit_status.h"
 
-// Listener: prints a line for every signal that begins with one of the command's prefixes (listen), or for every message
-// on the bus (monitor), until the interruption, the command's count or its timeout.
+// Listener: prints a line for every signal that begins with one of the command's prefixes (listen), or for
+// every message on the bus (monitor), until the interruption, the command's count or its timeout.
 // Borrows: all that is passed in; it outlives this object.
 class Listener {
   public:

@@ -40,8 +40,8 @@ class ChangeWatch {
 // Those that no other one of them covers, each once: with them a key is told once.
 [[nodiscard]] std::vector<std::string> change_prefixes(const std::vector<std::string>& prefixes);
 
-// "2026-11-21T14:03:05.042 cfg.a = text", or "... cfg.a deleted"; {"time", "key", "value"}, the value null for a deleted
-// key. Printable.
+// "2026-11-21T14:03:05.042 cfg.a = text", or "... cfg.a deleted"; {"time", "key", "value"}, the value null
+// for a deleted key. Printable.
 [[nodiscard]] std::string change_text(const config_data_t& changed, std::uint64_t time_us,
                                       const Paint& paint);
 [[nodiscard]] std::string change_json(const config_data_t& changed, std::uint64_t time_us);

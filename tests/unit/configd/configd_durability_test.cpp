@@ -81,8 +81,8 @@ TEST_F(RuntimeStore, CannotBeTheFileOfThePersistentValues) {
     EXPECT_THAT(m_database->output(), HasSubstr("database is locked"));
 }
 
-// While more messages wait to be read, writes are gathered. These take so long that the end comes before the transaction:
-// each is milliseconds of building a reply that is too large in the end.
+// While more messages wait to be read, writes are gathered. These take so long that the end comes before the
+// transaction: each is milliseconds of building a reply that is too large in the end.
 TEST_F(Durability, WritesBySignalAreKeptByACleanEnd) {
     ASSERT_EQ(Modify("ram.test.large", std::string(1 << 20, 'x')), 0);
     const std::string slow = Vbuf(Elements(9, {"ram.test.large", Deleted(), 0}));

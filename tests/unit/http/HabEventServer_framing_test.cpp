@@ -156,8 +156,8 @@ TEST_F(PublishedEtag, IsOneLineWhenItCameInTwo) {
     });
 }
 
-// A long answer goes out in several pieces. The last one would wait for the client's acknowledgement of those before it, which
-// a client keeps back for 40 ms.
+// A long answer goes out in several pieces. The last one would wait for the client's acknowledgement of those
+// before it, which a client keeps back for 40 ms.
 TEST_F(EventServerFixture, HoldsNoPieceOfAnAnswerBack) {
     Serve([this] {
         RawHttpClient client = m_server.connect();
