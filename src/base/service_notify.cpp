@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -16,20 +15,13 @@
 #include <utility>
 
 #include "runtime/logging.h"
+#include "src/base/environment_number.h"
 
 namespace {
 
 constexpr uint64_t kMicrosecondsPerSecond = 1'000'000;
 // Below this the timer would be all that the program does.
 constexpr uint64_t kShortestPeriodUsec = 1000;
-
-uint64_t number_of_environment(const char* name) {
-    const char* text = getenv(name);
-    const std::string_view digits = text != nullptr ? text : "";
-    uint64_t value = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    return error == std::errc() && end == digits.data() + digits.size() ? value : 0;
-}
 
 struct ManagerAddress {
     sockaddr_un name{};
@@ -104,8 +96,8 @@ void service_notify_stopping_at_exit() {
 
 uint64_t service_watchdog_usec() {
     const bool is_for_us = getenv("WATCHDOG_PID") == nullptr ||
-                           number_of_environment("WATCHDOG_PID") == static_cast<uint64_t>(getpid());
-    return is_for_us ? number_of_environment("WATCHDOG_USEC") : 0;
+                           environment_number("WATCHDOG_PID", 0) == static_cast<uint64_t>(getpid());
+    return is_for_us ? environment_number("WATCHDOG_USEC", 0) : 0;
 }
 
 ServiceNotifier::ServiceNotifier(event_base* base, std::function<bool()> is_well)

@@ -41,13 +41,6 @@ const char* inputHeader(evhttp_request* req, const char* name) {
     return evhttp_find_header(evhttp_request_get_input_headers(req), name);
 }
 
-const char* peerOf(evhttp_request* req) {
-    char* address = nullptr;
-    ev_uint16_t port = 0;
-    evhttp_connection_get_peer(evhttp_request_get_connection(req), &address, &port);
-    return orEmpty(address);
-}
-
 void logQuery(const PushQuery& query) {
     logger_function(6, kModule, "Request for %s, %s - channel: %s, fromId: %s",
                     text_for_log(query.path()).c_str(), text_for_log(query.query()).c_str(),
@@ -128,7 +121,7 @@ bool mayPublish(evhttp_request* req) {
         return refusePublish(req, StatusCode::kUnsupportedMediaType);
     }
     // Nine characters and not a whole address: every address of the loopback that begins so may publish.
-    if (!std::string_view(peerOf(req)).starts_with(kLocalPeer)) {
+    if (!std::string_view(orEmpty(http_peer(req).host)).starts_with(kLocalPeer)) {
         logger_function(3, kModule, "Unauthorized publish request from non-local host ");
         return refusePublish(req, StatusCode::kForbidden);
     }
@@ -367,6 +360,6 @@ void HabEventServer::answerWithEvents(evhttp_request* req, evhttp_request* publi
     http_add_header(req, "Last-Modified", inputHeader(publisher, "Last-Modified"));
     waiting.poll.resume();
     m_waiting.erase(evhttp_request_get_connection(req));
-    logger_function(7, kModule, "Request in set - sending reply to %s", peerOf(req));
+    logger_function(7, kModule, "Request in set - sending reply to %s", orEmpty(http_peer(req).host));
     http_send_chunked_reply(req, StatusCode::kOk, "OK", newer.finish());
 }

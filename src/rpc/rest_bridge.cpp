@@ -16,7 +16,7 @@ RPCTransport* RestMethod::client = nullptr;
 
 namespace {
 
-// As much as a request over HTTP has for its headers: longer paths lead nowhere, and looking for one would take long.
+// As much as a request over HTTP has for its headers; a longer path is refused there as well.
 constexpr std::size_t kMaxPathBytes = 65536;
 
 void bind_session(const RPCRequest& request, RPCTransport* transport, NotificationManager* notifications) {
