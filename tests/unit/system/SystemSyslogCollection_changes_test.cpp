@@ -101,9 +101,10 @@ TEST_F(SyslogChangesTest, ARulesTextCannotMakeALogLineOfItsOwn) {
 }
 
 TEST_F(SyslogChangesTest, TheNameOfAKeyCannotMakeALogLineOfItsOwn) {
-    m_database.setString(key("1.x\n3 text"), "/a");
+    list();
     const CapturedLog log;
 
+    store({"1.x\n3 text"});
     list();
 
     EXPECT_TRUE(
