@@ -289,7 +289,7 @@ def check_mentioned_options(tree):
             yield f"{page.file_name}: {name} is no option of the program"
 
 
-READS_ENVIRONMENT = re.compile(r'\b\w*(?:getenv|nvironment)\("([A-Z][A-Z0-9_]*)"')
+READS_ENVIRONMENT = re.compile(r'\b\w*(?:getenv|nvironment)\w*\("([A-Z][A-Z0-9_]*)"')
 
 
 def environment_names(tree):
@@ -331,7 +331,7 @@ def check_environment_sources(tree):
     """A name that is no literal where it is asked for has to be the argument of a function that is known by its own."""
     for path, text in tree.sources.items():
         for argument in re.findall(r"\bgetenv\((\w+)\)", text):
-            if not re.search(rf"nvironment\(const char\* {argument}\b", text):
+            if not re.search(rf"nvironment\w*\(const char\* {argument}\b", text):
                 yield f"{path}: which variable getenv({argument}) reads cannot be told"
 
 
