@@ -81,7 +81,7 @@ void onInput(evbuffer* input, const evbuffer_cb_info* info, void* arg) noexcept 
     // What stands in front of what has just come is a line without an end. When something has been taken away, it is what
     // had not been looked at yet: chunks that came together.
     if ((waitsForChunk && info->n_added > 0 && info->orig_size > kMaxChunkLine) ||
-        (isBeingAnswered(req) && evbuffer_get_length(input) > kMaxPipelined)) {
+        (evbuffer_get_length(input) > kMaxPipelined && isBeingAnswered(req))) {
         bufferevent_disable(evhttp_connection_get_bufferevent(req->evcon), EV_READ);
     }
     if (info->n_added > 0 &&

@@ -39,7 +39,10 @@ class CommandsFixture : public testing::Test {
     }
     // Nothing that a test has started outlives it.
     ~CommandsFixture() override {
-        const auto is_running = [] { return waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == 0; };
+        const auto is_running = [] {
+            siginfo_t ended{};
+            return waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0;
+        };
         for (int id = 1; is_running() && id < 100; ++id) {
             m_programs.open();
         }
